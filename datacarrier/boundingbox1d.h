@@ -1,0 +1,37 @@
+// BoundingBox1D: an interval on the x axis kept beside the vertices of 1D curves, so that picking and selection
+// can reject a whole entity with one comparison. Single-precision, stored as given: a box whose
+// minimum exceeds its maximum is kept and then overlaps nothing on that axis.
+#pragma once
+
+#include "datacarrier/datacarrierexport.h"
+#include "datacarrier/serialio.h"
+
+namespace nkdatacarrier {
+
+class QVDATACARRIER_EXPORT BoundingBox1D : public nkbase::Serializable {
+  DC_DECLARE_CLASS_IDENTITY(0)
+
+ public:
+  // All bounds 0.
+  BoundingBox1D();
+  BoundingBox1D(float minX, float maxX);
+  // Each bound is rounded to the nearest float; the box is not widened to cover the rounding.
+  BoundingBox1D(double minX, double maxX);
+  BoundingBox1D(const BoundingBox1D&) = default;
+  BoundingBox1D& operator=(const BoundingBox1D&) = default;
+  ~BoundingBox1D() override;
+
+  float getMinX() const { return v_[0]; }
+  float getMaxX() const { return v_[1]; }
+
+  // Closed-interval overlap, axis by axis: boxes that only touch intersect.
+  bool intersects(const BoundingBox1D& other) const;
+
+  void serializeRaw(OSerialStream& os, nkbase::Prop& prop) const override;
+  void deserializeRaw(ISerialStream& is) override;
+
+ private:
+  float v_[2];  // min x, max x
+};
+
+}  // namespace nkdatacarrier

@@ -1,0 +1,43 @@
+// BoundingBox2D: an axis-aligned rectangle kept beside the vertices of 2D curves and faces, so that picking and selection
+// can reject a whole entity with one comparison. Single-precision, stored as given: a box whose
+// minimum exceeds its maximum is kept and then overlaps nothing on that axis.
+#pragma once
+
+#include "datacarrier/datacarrierexport.h"
+#include "datacarrier/serialio.h"
+
+namespace nkdatacarrier {
+
+class QVDATACARRIER_EXPORT BoundingBox2D : public nkbase::Serializable {
+  DC_DECLARE_CLASS_IDENTITY(0)
+
+ public:
+  // All bounds 0.
+  BoundingBox2D();
+  BoundingBox2D(float minX, float maxX, float minY, float maxY);
+  // Each bound is rounded to the nearest float; the box is not widened to cover the rounding.
+  BoundingBox2D(double minX, double maxX, double minY, double maxY);
+  BoundingBox2D(const BoundingBox2D&) = default;
+  BoundingBox2D& operator=(const BoundingBox2D&) = default;
+  ~BoundingBox2D() override;
+
+  float getMinX() const { return v_[0]; }
+  float getMaxX() const { return v_[1]; }
+  float getMinY() const { return v_[2]; }
+  float getMaxY() const { return v_[3]; }
+
+  // Closed-interval overlap, axis by axis: boxes that only touch intersect.
+  bool intersects(const BoundingBox2D& other) const;
+
+  // Closed containment: true exactly when minX <= x <= maxX and minY <= y <= maxY, the bounds
+  // widened to double. A NaN coordinate is outside.
+  bool pointInside(double x, double y) const;
+
+  void serializeRaw(OSerialStream& os, nkbase::Prop& prop) const override;
+  void deserializeRaw(ISerialStream& is) override;
+
+ private:
+  float v_[4];  // min x, max x, min y, max y
+};
+
+}  // namespace nkdatacarrier

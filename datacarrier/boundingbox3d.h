@@ -1,0 +1,41 @@
+// BoundingBox3D: an axis-aligned box kept beside the vertices of 3D curves, sheets, solids and impressions, so that picking and selection
+// can reject a whole entity with one comparison. Single-precision, stored as given: a box whose
+// minimum exceeds its maximum is kept and then overlaps nothing on that axis.
+#pragma once
+
+#include "datacarrier/datacarrierexport.h"
+#include "datacarrier/serialio.h"
+
+namespace nkdatacarrier {
+
+class QVDATACARRIER_EXPORT BoundingBox3D : public nkbase::Serializable {
+  DC_DECLARE_CLASS_IDENTITY(0)
+
+ public:
+  // All bounds 0.
+  BoundingBox3D();
+  BoundingBox3D(float minX, float maxX, float minY, float maxY, float minZ, float maxZ);
+  // Each bound is rounded to the nearest float; the box is not widened to cover the rounding.
+  BoundingBox3D(double minX, double maxX, double minY, double maxY, double minZ, double maxZ);
+  BoundingBox3D(const BoundingBox3D&) = default;
+  BoundingBox3D& operator=(const BoundingBox3D&) = default;
+  ~BoundingBox3D() override;
+
+  float getMinX() const { return v_[0]; }
+  float getMaxX() const { return v_[1]; }
+  float getMinY() const { return v_[2]; }
+  float getMaxY() const { return v_[3]; }
+  float getMinZ() const { return v_[4]; }
+  float getMaxZ() const { return v_[5]; }
+
+  // Closed-interval overlap, axis by axis: boxes that only touch intersect.
+  bool intersects(const BoundingBox3D& other) const;
+
+  void serializeRaw(OSerialStream& os, nkbase::Prop& prop) const override;
+  void deserializeRaw(ISerialStream& is) override;
+
+ private:
+  float v_[6];  // min x, max x, min y, max y, min z, max z
+};
+
+}  // namespace nkdatacarrier

@@ -1,0 +1,7 @@
+#include "datacarrier/idatacarrier.h"
+
+namespace nkdatacarrier {
+
+IDataCarrier::~IDataCarrier() = default;
+
+}  // namespace nkdatacarrier

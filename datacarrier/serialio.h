@@ -1,0 +1,78 @@
+// Helpers that every carrier's serializeRaw/deserializeRaw uses, so that the versioned-read
+// check, the guarded count read and the framing of nested carriers exist once.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "datacarrier/raise.h"
+#include "qvutil/serializable.h"
+#include "qvutil/serialstream.h"
+
+// Declares the class identity of a serializable carrier: its format version and its class-ID
+// string (getStaticClassID, isStaticClassID compared byte for byte, and the virtual getClassID).
+#define DC_DECLARE_CLASS_IDENTITY(version)                     \
+ public:                                                       \
+  static constexpr unsigned int VERSION = version;             \
+  static std::string getStaticClassID();                       \
+  static bool isStaticClassID(const std::string& id);          \
+  std::string getClassID() const override;
+
+// Defines what DC_DECLARE_CLASS_IDENTITY declared, in the class's source file.
+#define DC_DEFINE_CLASS_IDENTITY(Class, idString)                                     \
+  std::string Class::getStaticClassID() { return idString; }                          \
+  bool Class::isStaticClassID(const std::string& id) { return id == idString; }       \
+  std::string Class::getClassID() const { return getStaticClassID(); }
+
+namespace nkdatacarrier {
+
+namespace serialio {
+
+inline const char* const kIncompatibleVersion = "Incompatible_native_file_version";
+
+// Reads the version as an int and raises "Incompatible_native_file_version" (reading nothing
+// further) unless oldest <= version <= newest.
+inline int readVersion(ISerialStream& is, int oldest, int newest, const char* file, int line) {
+  int version = 0;
+  is >> version;
+  if (version < oldest || version > newest) {
+    raiseError(file, line, kIncompatibleVersion);  // the library's codes carry no message
+  }
+  return version;
+}
+
+// Reads an element count as an int. A negative count raises the standard length error (what
+// sizing an array by it would raise); a count of elements of at least `minBytes` bytes each that
+// the stream's remaining bytes cannot hold raises "End_of_file_reached" before anything is
+// allocated.
+inline int readCount(ISerialStream& is, std::size_t minBytes, const char* file, int line) {
+  int count = 0;
+  is >> count;
+  if (count < 0) throw std::length_error("negative element count " + std::to_string(count));
+  const std::size_t left = is.available();
+  if (left != SIZE_MAX && minBytes > 0 && static_cast<std::size_t>(count) > left / minBytes) {
+    raiseError(file, line, nkbase::kEndOfFileReached,
+               std::to_string(count) + " elements announced, " + std::to_string(left) +
+                   " bytes left");
+  }
+  return count;
+}
+
+// Writes a contained carrier: its heading, the framed object, the empty label that closes it.
+inline void writeNested(OSerialStream& os, nkbase::Prop& prop, const char* heading,
+                        const nkbase::Serializable& object) {
+  os.label(heading);
+  object.serialize(os, prop);
+  os.label("");
+}
+
+}  // namespace serialio
+
+}  // namespace nkdatacarrier
+
+#define DC_READ_VERSION(is, oldest, newest) \
+  ::nkdatacarrier::serialio::readVersion((is), (oldest), (newest), __FILE__, __LINE__)
+#define DC_READ_COUNT(is, minBytes) \
+  ::nkdatacarrier::serialio::readCount((is), (minBytes), __FILE__, __LINE__)
