@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <sstream>
+
+#include "datacarrier/boundingbox1d.h"
+#include "datacarrier/boundingbox2d.h"
+#include "datacarrier/boundingbox3d.h"
+#include "datacarrier/point1d.h"
+#include "datacarrier/point2d.h"
+#include "datacarrier/point3d.h"
+#include "qvutil/binarystream.h"
+#include "qvutil/textstream.h"
+#include "recordingstream.h"
+
+using namespace nkdatacarrier;
+
+namespace {
+
+const float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+TEST(BoundingBox, IntervalsThatTouchIntersect) {
+  EXPECT_TRUE(BoundingBox1D(0.0f, 1.0f).intersects(BoundingBox1D(1.0f, 2.0f)));
+  EXPECT_TRUE(BoundingBox1D(1.0f, 2.0f).intersects(BoundingBox1D(0.0f, 1.0f)));
+  EXPECT_FALSE(BoundingBox1D(0.0f, 1.0f).intersects(BoundingBox1D(1.0001f, 2.0f)));
+  // A shared corner is enough in 2D and 3D.
+  EXPECT_TRUE(BoundingBox2D(0.0, 1.0, 0.0, 1.0).intersects(BoundingBox2D(1.0, 2.0, 1.0, 2.0)));
+  EXPECT_TRUE(BoundingBox3D(0.0, 1.0, 0.0, 1.0, 0.0, 1.0)
+                  .intersects(BoundingBox3D(1.0, 2.0, 1.0, 2.0, 1.0, 2.0)));
+  // Disjoint on the last axis only.
+  EXPECT_FALSE(BoundingBox3D(0.0, 1.0, 0.0, 1.0, 0.0, 1.0)
+                   .intersects(BoundingBox3D(0.0, 1.0, 0.0, 1.0, 1.5, 2.0)));
+  EXPECT_FALSE(BoundingBox2D(0.0, 1.0, 0.0, 1.0).intersects(BoundingBox2D(0.0, 1.0, -2.0, -1.0)));
+}
+
+TEST(BoundingBox, InvertedBoxesOverlapOnlyWhatSpansThem) {
+  const BoundingBox1D inverted(2.0f, 1.0f);
+  EXPECT_FALSE(inverted.intersects(inverted));
+  EXPECT_TRUE(inverted.intersects(BoundingBox1D(1.0f, 2.0f)));   // reaches from max to min
+  EXPECT_FALSE(inverted.intersects(BoundingBox1D(1.5f, 3.0f)));  // starts above the stored max
+  const BoundingBox2D flatY(0.0, 1.0, 3.0, 2.0);
+  EXPECT_FALSE(flatY.intersects(flatY));
+}
+
+TEST(BoundingBox, NaNBoundsNeverSeparateAnAxis) {
+  EXPECT_TRUE(BoundingBox1D(kNaN, kNaN).intersects(BoundingBox1D(5.0f, 6.0f)));
+  EXPECT_FALSE(BoundingBox2D(kNaN, kNaN, 0.0f, 1.0f).intersects(BoundingBox2D(5.0f, 6.0f, 2.0f, 3.0f)));
+}
+
+TEST(BoundingBox, PointInsideIsInclusiveOnAllSides) {
+  const BoundingBox2D box(0.0, 2.0, -1.0, 1.0);
+  EXPECT_TRUE(box.pointInside(0.0, -1.0));  // corner
+  EXPECT_TRUE(box.pointInside(2.0, 1.0));   // opposite corner
+  EXPECT_TRUE(box.pointInside(1.0, 0.0));
+  EXPECT_FALSE(box.pointInside(2.0000000001, 0.0));
+  EXPECT_FALSE(box.pointInside(1.0, -1.0000000001));
+  EXPECT_FALSE(box.pointInside(std::nan(""), 0.0));
+  EXPECT_FALSE(box.pointInside(1.0, std::nan("")));
+  // The bounds are floats: 0.1 stored as a float lies above the double 0.1.
+  const BoundingBox2D tenth(0.1, 1.0, 0.0, 1.0);
+  EXPECT_FALSE(tenth.pointInside(0.1, 0.5));
+  EXPECT_TRUE(tenth.pointInside(double(0.1f), 0.5));
+}
+
+TEST(BoundingBox, DoubleConstructorsRoundToTheNearestFloat) {
+  const BoundingBox1D box(0.1, 0.2);
+  EXPECT_EQ(box.getMinX(), 0.1f);
+  EXPECT_EQ(box.getMaxX(), 0.2f);
+  const BoundingBox3D def;
+  EXPECT_EQ(def.getMinZ(), 0.0f);
+  EXPECT_EQ(def.getMaxZ(), 0.0f);
+  const BoundingBox3D b(1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f);
+  BoundingBox3D copy;
+  copy = b;
+  EXPECT_EQ(copy.getMinY(), 3.0f);
+  EXPECT_EQ(copy.getMaxZ(), 6.0f);
+}
+
+TEST(BoundingBox, WritesVersionThenLabelledBounds) {
+  qvtest::RecordingOStream out;
+  nkbase::Prop prop;
+  BoundingBox3D(1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.5f).serializeRaw(out, prop);
+  EXPECT_EQ(out.lines,
+            (std::vector<std::string>{"unsigned 0", "# version", "float 1",
+                                      "# minimum x-coordinate", "float 2",
+                                      "# maximum x-coordinate", "float 3",
+                                      "# minimum y-coordinate", "float 4",
+                                      "# maximum y-coordinate", "float 5",
+                                      "# minimum z-coordinate", "float 6.5",
+                                      "# maximum z-coordinate"}));
+  qvtest::RecordingOStream one;
+  BoundingBox1D(-1.0f, 1.0f).serialize(one, prop);
+  EXPECT_EQ(one.values(), (std::vector<std::string>{"string RenderBoundingBox1D", "unsigned 0",
+                                                     "float -1", "float 1"}));
+}
+
+TEST(BoundingBox, RoundTripsThroughBinaryAndText) {
+  nkbase::Prop prop;
+  const BoundingBox2D box(-0.0f, 1e-40f, -3.25f, std::numeric_limits<float>::infinity());
+  BinaryOSerialStream bin;
+  box.serialize(bin, prop);
+  BinaryISerialStream binIn(bin.getBuffer());
+  BoundingBox2D fromBin;
+  fromBin.deserialize(binIn);
+
+  std::stringstream text;
+  TextOSerialStream textOut(text);
+  box.serialize(textOut, prop);
+  TextISerialStream textIn(text);
+  BoundingBox2D fromText;
+  fromText.deserialize(textIn);
+
+  for (const BoundingBox2D* b : {&fromBin, &fromText}) {
+    EXPECT_TRUE(std::signbit(b->getMinX()));
+    EXPECT_EQ(b->getMaxX(), 1e-40f);
+    EXPECT_EQ(b->getMinY(), -3.25f);
+    EXPECT_EQ(b->getMaxY(), std::numeric_limits<float>::infinity());
+  }
+}
+
+TEST(BoundingBox, RefusesOtherVersionsBeforeReadingBounds) {
+  for (int version : {1, -1}) {
+    qvtest::ForgedIStream in({version, 1.0f, 2.0f});
+    BoundingBox1D box(5.0f, 6.0f);
+    try {
+      box.deserializeRaw(in);
+      FAIL() << "version " << version << " accepted";
+    } catch (const nkbase::Exception& e) {
+      EXPECT_EQ(e.getCode(), "Incompatible_native_file_version");
+      EXPECT_EQ(e.getModule(), "datacarrier/boundingbox1d");
+    }
+    EXPECT_EQ(in.consumed(), 1u);
+    EXPECT_EQ(box.getMinX(), 5.0f);
+  }
+}
+
+TEST(BoundingBox, ClassIdentityComparesBytes) {
+  EXPECT_EQ(BoundingBox2D::getStaticClassID(), "RenderBoundingBox2D");
+  EXPECT_TRUE(BoundingBox3D::isStaticClassID("RenderBoundingBox3D"));
+  EXPECT_FALSE(BoundingBox3D::isStaticClassID("renderboundingbox3d"));
+  EXPECT_FALSE(BoundingBox3D::isStaticClassID("RenderBoundingBox3D "));
+  const nkbase::Serializable& base = BoundingBox1D();
+  EXPECT_EQ(base.getClassID(), "RenderBoundingBox1D");
+  EXPECT_TRUE(base.isClassID("RenderBoundingBox1D"));
+  EXPECT_EQ(BoundingBox1D::VERSION, 0u);
+}
+
+TEST(Point, HoldsItsVertexAndIsAlwaysValid) {
+  Point1D p1;
+  Point2D p2;
+  Point3D p3;
+  EXPECT_TRUE(p1.isValid() && p2.isValid() && p3.isValid());
+  EXPECT_EQ(p3.getVertex().z, 0.0f);
+  p3.setVertex(1.0f, 2.0f, 3.0f);
+  Point3D copy;
+  copy = p3;
+  EXPECT_EQ(copy.getVertex().x, 1.0f);
+  EXPECT_EQ(copy.getVertex().z, 3.0f);
+  p2.setVertex(-1.0f, 0.5f);
+  EXPECT_EQ(p2.getVertex().y, 0.5f);
+  p1.setVertex(7.0f);
+  EXPECT_EQ(p1.getVertex().x, 7.0f);
+}
+
+}  // namespace
