@@ -1,16 +1,19 @@
 #include "qvutil/binarystream.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <istream>
 #include <iterator>
 #include <ostream>
 
 #include "qvutil/exception.h"
+#include "qvutil/memadvice.h"
 
 namespace {
 
 constexpr std::size_t kChunk = 1 << 16;
+constexpr std::size_t kStep = 1 << 20;
 
 // Byte order of the format is little-endian; these copy a scalar in that order on any host.
 template <typename T>
@@ -73,16 +76,25 @@ void BinaryOSerialStream::flush() {
   windowEnd_ = buf_.data() + buf_.size();
 }
 
+void BinaryOSerialStream::clear() {
+  windowPos_ = buf_.data();
+  windowEnd_ = buf_.data() + buf_.size();
+}
+
 // Returns room for n bytes and advances past them; grows (or flushes) when the window is short.
+// In memory the capacity doubles, but the writable window grows by at most kStep at a time, so
+// the bytes touched (and page-faulted) stay close to the bytes written.
 char* BinaryOSerialStream::reserve(std::size_t n) {
   if (static_cast<std::size_t>(windowEnd_ - windowPos_) < n) {
     if (out_ && used() > 0) flush();
-    const std::size_t need = used() + n;
-    if (need > buf_.size()) {
-      const std::size_t n0 = used();
-      buf_.resize(std::max({need, 2 * buf_.size(), kChunk}));
-      windowPos_ = buf_.data() + n0;
+    const std::size_t n0 = used();
+    const std::size_t need = n0 + n;
+    if (need > buf_.capacity()) {
+      buf_.reserve(std::max({need, 2 * buf_.capacity(), kChunk}));
+      qvutil_detail::adviseHugePages(buf_.data() + buf_.size(), buf_.capacity() - buf_.size());
     }
+    if (need > buf_.size()) buf_.resize(std::min(buf_.capacity(), std::max(need, n0 + kStep)));
+    windowPos_ = buf_.data() + n0;
     windowEnd_ = buf_.data() + buf_.size();
   }
   char* p = windowPos_;

@@ -32,6 +32,9 @@ class QVUTIL_EXPORT BinaryOSerialStream : public OSerialStream {
   std::size_t size() const { return flushed_ + used(); }
   // Hands buffered bytes to the std::ostream (no effect in in-memory mode).
   void flush();
+  // Forgets the bytes written (in-memory mode) or not yet flushed, and keeps the buffer's
+  // capacity, so that a producer writing one object after another allocates once.
+  void clear();
 
  private:
   std::size_t used() const { return static_cast<std::size_t>(windowPos_ - buf_.data()); }

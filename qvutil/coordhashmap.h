@@ -4,7 +4,7 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -28,30 +28,46 @@ class QVUTIL_EXPORT CoordHashMap {
   std::pair<const int*, bool> insert(const double* coords, int index, bool insertIfNew);
 
   // Number of points stored.
-  std::size_t size() const { return indices_.size(); }
+  std::size_t size() const { return entries_; }
 
  private:
   std::int64_t cellOf(double x) const;
   std::uint64_t hashCell(const std::int64_t* cell) const;
-  bool matches(const double* a, const double* b) const;
-  // Smallest stored entry in `cell` that matches `coords`, or `best` when none is smaller.
-  std::uint32_t searchCell(const std::int64_t* cell, std::uint64_t hash, const double* coords,
-                           std::uint32_t best) const;
-  void placeEntry(std::uint32_t entry);
+  // Smallest matching entry in the probe run of `hash`, or `best` when none is smaller.
+  std::uint32_t searchRun(std::uint64_t hash, const double* coords, std::uint32_t best) const;
+  void placeEntry(std::uint32_t entry, std::uint64_t hash);
   void grow();
+  void allocateSlots(std::size_t count);
+  bool isIndexed(const double* coords) const;
+  template <typename F>
+  void forEachCellOfBox(const double* coords, F f);
+  unsigned char* record(std::uint32_t entry) const {
+    return chunks_[entry / kChunkEntries].get() + (entry % kChunkEntries) * recordBytes_;
+  }
+  const int* indexOf(std::uint32_t entry) const {
+    return reinterpret_cast<const int*>(record(entry) + 8 * dim_);
+  }
+
+  static constexpr std::uint32_t kChunkEntries = 4096;
+  static constexpr unsigned kMaxInlineDim = 8;
 
   unsigned dim_;
-  double tol_;              // match tolerance, absolute
-  double cellWidth_ = 0.0;  // 0: a cell is the exact coordinates (tolerance 0)
-  bool neverMatch_ = false; // a negative or NaN tolerance matches nothing
-  // Points that can match (finite coordinates), numbered in insertion order.
-  std::vector<double> coords_;        // dim_ per entry
-  std::vector<std::int64_t> cells_;   // dim_ per entry
-  std::vector<std::uint64_t> hashes_; // per entry, the hash of its cell
-  std::vector<const int*> entryIndex_;  // per entry, its index in indices_
-  std::deque<int> indices_;           // every stored index; stable addresses for the pointers
-  std::vector<std::int64_t> scratch_; // 4 * dim_ cell numbers for insert(): key, lo, hi, probe
-  // Open addressing, linear probing, at most half full: entry + 1, or 0 when empty.
-  std::vector<std::uint32_t> slots_;
+  double tol_;                  // match tolerance, absolute
+  double cellWidth_ = 0.0;      // 0: a cell is the exact coordinates (tolerance 0)
+  double inverseWidth_ = 0.0;
+  bool neverMatch_ = false;     // a negative or NaN tolerance matches nothing
+  // Every stored point is an entry, numbered in insertion order. Its record holds the
+  // coordinates and then the index, side by side so that a match costs one memory access;
+  // records live in fixed chunks so that the returned pointers stay valid.
+  std::size_t recordBytes_;
+  std::uint32_t entries_ = 0;
+  std::vector<std::unique_ptr<unsigned char[]>> chunks_;
+  std::vector<std::uint64_t> pending_;  // the cells of the point being inserted
+  std::size_t placements_ = 0;  // filled slots: an entry takes one per cell it is placed in
+  std::vector<std::int64_t> scratch_;  // 4 * dim_ cell numbers for insert(): key, lo, hi, cell
+  // Open addressing, linear probing, at most half full. A slot holds entry + 1 in its low half
+  // (0: empty) and the upper half of the entry's hash, which rejects most other cells at once.
+  std::unique_ptr<std::uint64_t[], void (*)(void*)> slots_{nullptr, nullptr};
+  std::size_t slotCount_ = 0;
   std::uint64_t mask_ = 0;
 };

@@ -38,6 +38,17 @@ class QVUTIL_EXPORT OSerialStream {
     return *this;
   }
   OSerialStream& operator<<(const std::string& v) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    // A string in the window is its unsigned byte length, then its bytes.
+    char* pos = windowPos_;
+    const unsigned int n = static_cast<unsigned int>(v.size());
+    if (v.size() <= UINT32_MAX && static_cast<std::size_t>(windowEnd_ - pos) >= 4 + v.size()) {
+      std::memcpy(pos, &n, 4);
+      std::memcpy(pos + 4, v.data(), v.size());
+      windowPos_ = pos + 4 + v.size();
+      return *this;
+    }
+#endif
     writeString(v);
     return *this;
   }
@@ -57,9 +68,12 @@ class QVUTIL_EXPORT OSerialStream {
   template <typename T>
   OSerialStream& put(T v, void (OSerialStream::*write)(T)) {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    if (static_cast<std::size_t>(windowEnd_ - windowPos_) >= sizeof(T)) {
-      std::memcpy(windowPos_, &v, sizeof(T));
-      windowPos_ += sizeof(T);
+    // Advancing a local copy keeps the position out of memory: a store through char* may alias
+    // the member, which would otherwise force a reload after every value.
+    char* pos = windowPos_;
+    if (static_cast<std::size_t>(windowEnd_ - pos) >= sizeof(T)) {
+      std::memcpy(pos, &v, sizeof(T));
+      windowPos_ = pos + sizeof(T);
       return *this;
     }
 #endif
@@ -94,6 +108,18 @@ class QVUTIL_EXPORT ISerialStream {
     return *this;
   }
   ISerialStream& operator>>(std::string& v) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    const char* pos = windowPos_;
+    unsigned int n = 0;
+    if (static_cast<std::size_t>(windowEnd_ - pos) >= 4) {
+      std::memcpy(&n, pos, 4);
+      if (static_cast<std::size_t>(windowEnd_ - pos) - 4 >= n) {
+        v.assign(pos + 4, n);
+        windowPos_ = pos + 4 + n;
+        return *this;
+      }
+    }
+#endif
     readString(v);
     return *this;
   }
@@ -113,9 +139,10 @@ class QVUTIL_EXPORT ISerialStream {
   template <typename T>
   ISerialStream& get(T& v, void (ISerialStream::*read)(T&)) {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    if (static_cast<std::size_t>(windowEnd_ - windowPos_) >= sizeof(T)) {
-      std::memcpy(&v, windowPos_, sizeof(T));
-      windowPos_ += sizeof(T);
+    const char* pos = windowPos_;
+    if (static_cast<std::size_t>(windowEnd_ - pos) >= sizeof(T)) {
+      std::memcpy(&v, pos, sizeof(T));
+      windowPos_ = pos + sizeof(T);
       return *this;
     }
 #endif
