@@ -10,6 +10,19 @@ namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(Face2D, "RenderFace2D")
 
+namespace {
+
+// Whether all three indices of a triangle name one of the `numVertices` vertices. A triangle
+// that does not (a producer error, or a corrupt stream) is skipped by every query rather than
+// read out of bounds.
+inline bool inRange(const int* tri, std::size_t numVertices) {
+  return static_cast<std::size_t>(static_cast<unsigned>(tri[0])) < numVertices &&
+         static_cast<std::size_t>(static_cast<unsigned>(tri[1])) < numVertices &&
+         static_cast<std::size_t>(static_cast<unsigned>(tri[2])) < numVertices;
+}
+
+}  // namespace
+
 Face2D::Face2D() = default;
 Face2D::~Face2D() = default;
 
@@ -19,22 +32,12 @@ void Face2D::allocate(int numberOfVertices, int numberOfTriangles) {
   valid_ = false;
 }
 
-// A triangle naming a vertex outside the array (a producer error, or a corrupt stream) is
-// skipped by every query rather than read out of bounds.
-bool Face2D::triangleInRange(std::size_t t) const {
-  const std::size_t n = vertices_.size();
-  const int* tri = &triangles_[3 * t];
-  return static_cast<std::size_t>(static_cast<unsigned>(tri[0])) < n &&
-         static_cast<std::size_t>(static_cast<unsigned>(tri[1])) < n &&
-         static_cast<std::size_t>(static_cast<unsigned>(tri[2])) < n;
-}
-
 double Face2D::getArea() const {
   if (!valid_) return 0.0;
   double area = 0.0;
   const std::size_t count = triangles_.size() / 3;
   for (std::size_t t = 0; t < count; ++t) {
-    if (!triangleInRange(t)) continue;
+    if (!inRange(&triangles_[3 * t], vertices_.size())) continue;
     const Vertex& a = vertices_[triangles_[3 * t]];
     const Vertex& b = vertices_[triangles_[3 * t + 1]];
     const Vertex& c = vertices_[triangles_[3 * t + 2]];
@@ -51,7 +54,7 @@ double Face2D::getArea() const {
 bool Face2D::pointInFace(double x, double y) const {
   const std::size_t count = triangles_.size() / 3;
   for (std::size_t t = 0; t < count; ++t) {
-    if (!triangleInRange(t)) continue;
+    if (!inRange(&triangles_[3 * t], vertices_.size())) continue;
     const Vertex& a = vertices_[triangles_[3 * t]];
     const Vertex& b = vertices_[triangles_[3 * t + 1]];
     const Vertex& c = vertices_[triangles_[3 * t + 2]];
@@ -114,7 +117,7 @@ std::vector<Face2D::Edge> Face2D::boundaryEdges() const {
   std::vector<std::size_t> bucketEnd(numVertices + 1, 0);
   auto forEachEdge = [&](auto&& visit) {
     for (std::size_t t = 0; t < numTriangles; ++t) {
-      if (!triangleInRange(t)) continue;
+      if (!inRange(&triangles_[3 * t], vertices_.size())) continue;
       const int* tri = &triangles_[3 * t];
       for (int e = 0; e < 3; ++e) {
         const int p = tri[e];

@@ -75,8 +75,6 @@ class QVDATACARRIER_EXPORT Face2D : public nkbase::Serializable {
   };
   // The edges used by an odd number of triangles, ordered by first index, then second.
   std::vector<Edge> boundaryEdges() const;
-  // Whether all three indices of triangle t name stored vertices.
-  bool triangleInRange(std::size_t t) const;
   bool boxMeetsBall(const std::vector<double>& center, double radius) const;
 
   bool valid_ = false;
