@@ -1,7 +1,8 @@
 // Internal arithmetic of the curve, face and sheet primitives in N coordinates: the squared
 // distance from a point to a segment, the separating-axis test of a segment against a box, and
 // the all-vertices-inside tests of a ball and a box. Curve2D's static helpers, Face2D and the 3D
-// primitives all call these, so that each rule and its precision exist once. Not installed API.
+// primitives all call these, so that each rule and its precision exist once. Internal to the
+// library.
 //
 // Precision rules kept here: a segment's direction is the difference of its two float vertices
 // formed in single precision and then widened; everything else is double.
@@ -36,7 +37,7 @@ inline void direction(const float* a, const float* b, double* d) {
 template <int N>
 inline double distance2ToSegment(const double* p, const float* a, const float* b) {
   double d[N];
-  double q[N];
+  double q[N] = {};
   direction<N>(a, b, d);
   for (int k = 0; k < N; ++k)
     q[k] = p[k] - double(a[k]);
