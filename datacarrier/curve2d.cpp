@@ -35,8 +35,8 @@ bool Curve2D::boxMeetsBall(const std::vector<double>& center, double radius) con
   return box_.intersects(BoundingBox2D(cx - radius, cx + radius, cy - radius, cy + radius));
 }
 
-// A valid curve without vertices is inside any ball or box its stored box meets, while it
-// intersects none: the inside tests only look at vertices.
+// Deliberately, a valid curve without vertices is inside any ball or box its stored box meets,
+// while it intersects none (fewer than two vertices make no segment).
 bool Curve2D::insideBall(const std::vector<double>& center, double radius) const {
   assert(center.size() >= 2);
   if (!valid_ || !boxMeetsBall(center, radius)) return false;
