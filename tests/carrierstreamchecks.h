@@ -1,0 +1,64 @@
+// Stream checks shared by the carrier tests: the error code an action raises, copies of a
+// carrier through the binary and the text stream, and the check that every truncation of its
+// binary form raises "End_of_file_reached" instead of crashing.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "qvutil/binarystream.h"
+#include "qvutil/exception.h"
+#include "qvutil/textstream.h"
+
+namespace qvtest {
+
+// The code of the nkbase::Exception that f raises, or "none".
+template <typename F>
+std::string codeOf(F&& f) {
+  try {
+    f();
+  } catch (const nkbase::Exception& e) {
+    return e.getCode();
+  }
+  return "none";
+}
+
+template <typename T>
+std::vector<char> binaryOf(const T& carrier) {
+  nkbase::Prop prop;
+  BinaryOSerialStream os;
+  carrier.serialize(os, prop);
+  return os.getBuffer();
+}
+
+// The carrier read back from its binary form and from its text form.
+template <typename T>
+std::vector<T> streamCopies(const T& carrier) {
+  std::vector<T> copies(2);
+  const std::vector<char> bytes = binaryOf(carrier);
+  BinaryISerialStream bis(bytes);
+  copies[0].deserialize(bis);
+  nkbase::Prop prop;
+  std::ostringstream text;
+  TextOSerialStream tos(text);
+  carrier.serialize(tos, prop);
+  std::istringstream in(text.str());
+  TextISerialStream tis(in);
+  copies[1].deserialize(tis);
+  return copies;
+}
+
+template <typename T>
+void expectEveryTruncationRaisesEndOfFile(const T& carrier) {
+  const std::vector<char> bytes = binaryOf(carrier);
+  for (std::size_t n = 0; n < bytes.size(); ++n) {
+    BinaryISerialStream is(bytes.data(), n);
+    T r;
+    EXPECT_EQ(codeOf([&] { r.deserialize(is); }), "End_of_file_reached") << n << " bytes";
+  }
+}
+
+}  // namespace qvtest

@@ -1,0 +1,67 @@
+#include "datacarrier/closedpath2d.h"
+
+#include <gtest/gtest.h>
+
+#include "carrierstreamchecks.h"
+#include "recordingstream.h"
+
+using nkdatacarrier::ClosedPath2D;
+using qvtest::ForgedIStream;
+
+TEST(ClosedPath2DSerialization, WritesTheExactSequence) {
+  ClosedPath2D p;
+  nkbase::Prop prop;
+  qvtest::RecordingOStream empty;
+  p.serializeRaw(empty, prop);
+  EXPECT_EQ(empty.lines,
+            (std::vector<std::string>{"unsigned 0", "# version", "int 0", "# number of vertices",
+                                      "# Vertex coordinates"}));
+  p.allocate(2);
+  p.setVertex(1, 0.25f, -1);
+  qvtest::RecordingOStream two;
+  p.serializeRaw(two, prop);
+  EXPECT_EQ(two.lines,
+            (std::vector<std::string>{"unsigned 0", "# version", "int 2", "# number of vertices",
+                                      "# Vertex coordinates", "float 0", "float 0", "# ",
+                                      "float 0.25", "float -1", "# "}));
+}
+
+TEST(ClosedPath2DSerialization, ReadingReplacesAllVertices) {
+  ClosedPath2D p;
+  p.allocate(5);
+  ForgedIStream s({0, 2, 1.0f, 2.0f, 3.0f, 4.0f});
+  p.deserializeRaw(s);
+  EXPECT_EQ(s.consumed(), s.size());
+  ASSERT_EQ(p.getNumberOfVertices(), 2);
+  EXPECT_EQ(p.getVertex(1).x, 3.0f);
+  EXPECT_EQ(p.getVertexArray()[1].y, 4.0f);
+
+  ClosedPath2D q;
+  q.allocate(3);
+  q.setVertex(2, -5e20f, 0.2f);
+  for (const ClosedPath2D& r : qvtest::streamCopies(q)) {
+    ASSERT_EQ(r.getNumberOfVertices(), 3);
+    EXPECT_EQ(r.getVertex(2).x, -5e20f);
+    EXPECT_EQ(r.getVertex(2).y, 0.2f);
+  }
+  EXPECT_EQ(qvtest::streamCopies(ClosedPath2D())[1].getNumberOfVertices(), 0);
+}
+
+TEST(ClosedPath2DSerialization, RefusesBadVersionsCountsAndTruncation) {
+  for (int version : {1, -1}) {
+    ForgedIStream s({version, 0});
+    ClosedPath2D p;
+    EXPECT_EQ(qvtest::codeOf([&] { p.deserializeRaw(s); }), "Incompatible_native_file_version");
+    EXPECT_EQ(s.consumed(), 1u);
+  }
+  ForgedIStream negative({0, -3});
+  ClosedPath2D p;
+  EXPECT_THROW(p.deserializeRaw(negative), std::length_error);
+
+  p.allocate(4);
+  qvtest::expectEveryTruncationRaisesEndOfFile(p);
+  std::vector<char> bytes = qvtest::binaryOf(p);
+  bytes[bytes.size() - 4 * 8 - 1] = 0x7f;  // the count's high byte: two billion vertices
+  BinaryISerialStream is(bytes);
+  EXPECT_EQ(qvtest::codeOf([&] { p.deserialize(is); }), "End_of_file_reached");
+}

@@ -1,0 +1,108 @@
+#include "datacarrier/curve1d.h"
+
+#include <gtest/gtest.h>
+
+#include "carrierstreamchecks.h"
+#include "recordingstream.h"
+
+using nkdatacarrier::BoundingBox1D;
+using nkdatacarrier::Curve1D;
+using qvtest::ForgedIStream;
+
+namespace {
+
+Curve1D makeCurve(std::initializer_list<float> xs, BoundingBox1D box, bool valid = true) {
+  Curve1D c;
+  c.allocate(static_cast<int>(xs.size()));
+  int i = 0;
+  for (float x : xs)
+    c.setVertex(i++, x);
+  c.setBoundingBox1D(box);
+  c.setValid(valid);
+  return c;
+}
+
+}  // namespace
+
+TEST(Curve1DLength, ComesFromTheBoxInSinglePrecision) {
+  EXPECT_EQ(makeCurve({0, 10, 100}, {2.0f, 5.0f}).getLength(), 3.0);
+  EXPECT_EQ(makeCurve({}, BoundingBox1D(1e-8, 1.0)).getLength(), 1.0);  // 1 - 1e-8 rounds to 1
+  EXPECT_EQ(makeCurve({0, 1}, {0.0f, 1.0f}, false).getLength(), 0.0);
+}
+
+TEST(Curve1DIntersects, SegmentOverlapIncludesItsEnds) {
+  const Curve1D c = makeCurve({0, 1, 2}, {0.0f, 2.0f});
+  EXPECT_TRUE(c.intersectsBox({2, 3}));  // upper end equals the box minimum
+  EXPECT_TRUE(c.intersectsBox({1.2, 1.5}));
+  EXPECT_FALSE(c.intersectsBox({2.0001, 3}));
+  EXPECT_TRUE(makeCurve({5, 3}, {3.0f, 5.0f}).intersectsBox({4, 4}));  // descending segment
+  EXPECT_FALSE(makeCurve({1}, {1.0f, 1.0f}).intersectsBox({0, 2}));    // one vertex
+  // The stored box only rejects; the segments decide.
+  EXPECT_FALSE(makeCurve({0, 1, 0.5f}, {0.0f, 3.0f}).intersectsBox({2, 3}));
+  EXPECT_FALSE(makeCurve({0, 1}, {5.0f, 6.0f}).intersectsBox({0, 1}));
+  EXPECT_FALSE(makeCurve({0, 1}, {0.0f, 1.0f}, false).intersectsBox({0, 1}));
+}
+
+TEST(Curve1DSerialization, WritesTheExactSequenceAndRoundTrips) {
+  const Curve1D c = makeCurve({0.5f, -2}, {-2.0f, 0.5f});
+  qvtest::RecordingOStream os;
+  nkbase::Prop prop;
+  c.serializeRaw(os, prop);
+  const std::vector<std::string> expected{"unsigned 1",
+                                          "# version",
+                                          "# Bounding box",
+                                          "string RenderBoundingBox1D",
+                                          "unsigned 0",
+                                          "# version",
+                                          "float -2",
+                                          "# minimum x-coordinate",
+                                          "float 0.5",
+                                          "# maximum x-coordinate",
+                                          "# ",
+                                          "bool true",
+                                          "# is valid",
+                                          "int 2",
+                                          "# number of vertices",
+                                          "# Vertex coordinates",
+                                          "float 0.5",
+                                          "# ",
+                                          "float -2",
+                                          "# "};
+  EXPECT_EQ(os.lines, expected);
+  for (const Curve1D& r : qvtest::streamCopies(makeCurve({0.1f, 3e-40f}, {0.0f, 0.1f}))) {
+    ASSERT_TRUE(r.isValid());
+    ASSERT_EQ(r.getNumberOfVertices(), 2);
+    EXPECT_EQ(r.getVertex(0).x, 0.1f);
+    EXPECT_EQ(r.getVertex(1).x, 3e-40f);  // subnormal
+    EXPECT_EQ(r.getBoundingBox().getMaxX(), 0.1f);
+  }
+}
+
+TEST(Curve1DSerialization, ReadsVersionZeroAndKeepsTheCurveOnAnInvalidStream) {
+  Curve1D c = makeCurve({4, 5}, {4.0f, 5.0f});
+  ForgedIStream invalid0({0, false, 1});
+  c.deserializeRaw(invalid0);
+  EXPECT_EQ(invalid0.consumed(), 2u);
+  ForgedIStream invalid1({1, std::string("RenderBoundingBox1D"), 0, 4.0f, 5.0f, false});
+  c.deserializeRaw(invalid1);
+  EXPECT_EQ(invalid1.consumed(), invalid1.size());
+  EXPECT_TRUE(c.isValid());
+  EXPECT_EQ(c.getNumberOfVertices(), 2);
+
+  ForgedIStream valid0({0, true, std::string("RenderBoundingBox1D"), 0, 1.0f, 2.0f, 1, 1.5f});
+  c.deserializeRaw(valid0);
+  EXPECT_EQ(valid0.consumed(), valid0.size());
+  ASSERT_EQ(c.getNumberOfVertices(), 1);
+  EXPECT_EQ(c.getVertex(0).x, 1.5f);
+  EXPECT_EQ(c.getLength(), 1.0);
+}
+
+TEST(Curve1DSerialization, RefusesUnknownVersionsAndTruncation) {
+  for (int version : {2, -1}) {
+    ForgedIStream s({version, true});
+    Curve1D c;
+    EXPECT_EQ(qvtest::codeOf([&] { c.deserializeRaw(s); }), "Incompatible_native_file_version");
+    EXPECT_EQ(s.consumed(), 1u);
+  }
+  qvtest::expectEveryTruncationRaisesEndOfFile(makeCurve({0, 1, 2}, {0.0f, 2.0f}));
+}
