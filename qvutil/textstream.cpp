@@ -4,6 +4,7 @@
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
+#include <cstdint>
 #include <cstring>
 #include <istream>
 #include <ostream>
@@ -144,7 +145,20 @@ void TextOSerialStream::writeString(const std::string& v) {
 
 // ---- reader ----
 
-TextISerialStream::TextISerialStream(std::istream& in) : in_(in) {}
+TextISerialStream::TextISerialStream(std::istream& in) : in_(in) {
+  const std::istream::pos_type here = in_.tellg();
+  if (here == std::istream::pos_type(-1)) return;
+  if (in_.seekg(0, std::ios::end)) end_ = static_cast<long long>(in_.tellg());
+  in_.clear();
+  in_.seekg(here);
+}
+
+std::size_t TextISerialStream::available() const {
+  if (end_ < 0) return SIZE_MAX;
+  if (!in_.good()) return 0;  // the text has ended
+  const long long here = static_cast<long long>(in_.tellg());
+  return here < 0 || here > end_ ? 0 : static_cast<std::size_t>(end_ - here);
+}
 
 std::string TextISerialStream::next(std::string& text) {
   std::string line;

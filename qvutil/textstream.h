@@ -39,6 +39,9 @@ class QVUTIL_EXPORT TextISerialStream : public ISerialStream {
   void readDouble(double& v) override;
   void readBool(bool& v) override;
   void readString(std::string& v) override;
+  // Characters left in a seekable input, SIZE_MAX otherwise. Every value takes at least as many
+  // characters here as bytes in the binary form, so the binary bound on counts holds.
+  std::size_t available() const override;
 
   // Number of the line that holds the last value read (1-based; 0 before the first).
   int lineNumber() const { return line_; }
@@ -50,6 +53,7 @@ class QVUTIL_EXPORT TextISerialStream : public ISerialStream {
 
   std::istream& in_;
   int line_ = 0;
+  long long end_ = -1;  // offset of the input's end, -1 when it cannot be sought
 };
 
 // Escapes a byte string as a double-quoted text literal, and back. Used by the text streams and by

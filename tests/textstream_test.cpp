@@ -164,3 +164,16 @@ TEST(TextStream, QuotingIsReversible) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(TextStream, AvailableBoundsCountsOfSeekableInput) {
+  std::istringstream text("unsigned 2000000000\nint 1\n");
+  TextISerialStream in(text);
+  EXPECT_EQ(in.available(), text.str().size());
+  std::vector<int> v;
+  // Two billion ints cannot fit in the few characters left: refused before allocating.
+  EXPECT_EQ(raised([&] { in >> v; }).getCode(), "End_of_file_reached");
+}
+
+}  // namespace
