@@ -9,8 +9,11 @@ Serializable::~Serializable() = default;
 bool Serializable::isClassID(const std::string& id) const { return id == getClassID(); }
 
 void Serializable::serialize(OSerialStream& os, Prop& prop) const {
-  os << getClassID();
+  const std::string id = getClassID();
+  os << id;
+  os.beginObject(id);
   serializeRaw(os, prop);
+  os.endObject();
 }
 
 void Serializable::deserialize(ISerialStream& is) {

@@ -22,7 +22,8 @@ class QVUTIL_EXPORT Serializable {
   // True when `id` equals getClassID(), byte for byte.
   virtual bool isClassID(const std::string& id) const;
 
-  // Writes getClassID() as a string, then serializeRaw().
+  // Writes getClassID() as a string, then serializeRaw() between the stream's beginObject and
+  // endObject (which write nothing unless the stream shows nesting).
   void serialize(OSerialStream& os, Prop& prop) const;
   // Reads the class identifier; raises "Unexpected_class_identifier" unless isClassID(it), then
   // calls deserializeRaw().

@@ -8,6 +8,9 @@
 OSerialStream::~OSerialStream() = default;
 ISerialStream::~ISerialStream() = default;
 
+void OSerialStream::beginObject(const std::string&) {}
+void OSerialStream::endObject() {}
+
 std::size_t ISerialStream::available() const { return SIZE_MAX; }
 
 template <typename T>

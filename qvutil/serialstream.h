@@ -28,6 +28,10 @@ class QVUTIL_EXPORT OSerialStream {
   virtual void writeDouble(double v) = 0;
   virtual void writeBool(bool v) = 0;
   virtual void writeString(const std::string& v) = 0;
+  // Called by nkbase::Serializable::serialize around an object's fields, after its class
+  // identifier: lets a stream show nesting (the text stream indents). Write nothing by default.
+  virtual void beginObject(const std::string& classID);
+  virtual void endObject();
 
   OSerialStream& operator<<(int v) { return put(v, &OSerialStream::writeInt); }
   OSerialStream& operator<<(unsigned int v) { return put(v, &OSerialStream::writeUnsigned); }

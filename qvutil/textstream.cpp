@@ -129,17 +129,41 @@ bool unquoteText(const std::string& quoted, std::string& raw) {
 
 TextOSerialStream::TextOSerialStream(std::ostream& out) : out_(out) {}
 
-void TextOSerialStream::label(const std::string& text) { out_ << "# " << quoteText(text) << '\n'; }
-void TextOSerialStream::writeInt(int v) { out_ << "int " << v << '\n'; }
-void TextOSerialStream::writeUnsigned(unsigned int v) { out_ << "unsigned " << v << '\n'; }
+void TextOSerialStream::indent() {
+  for (int i = 0; i < depth_; ++i) out_ << "  ";
+}
+
+void TextOSerialStream::beginObject(const std::string&) { ++depth_; }
+void TextOSerialStream::endObject() {
+  if (depth_ > 0) --depth_;
+}
+
+void TextOSerialStream::label(const std::string& text) {
+  indent();
+  out_ << "# " << quoteText(text) << '\n';
+}
+void TextOSerialStream::writeInt(int v) {
+  indent();
+  out_ << "int " << v << '\n';
+}
+void TextOSerialStream::writeUnsigned(unsigned int v) {
+  indent();
+  out_ << "unsigned " << v << '\n';
+}
 void TextOSerialStream::writeFloat(float v) {
+  indent();
   out_ << "float " << formatReal<float, std::uint32_t>(v) << '\n';
 }
 void TextOSerialStream::writeDouble(double v) {
+  indent();
   out_ << "double " << formatReal<double, std::uint64_t>(v) << '\n';
 }
-void TextOSerialStream::writeBool(bool v) { out_ << (v ? "bool true\n" : "bool false\n"); }
+void TextOSerialStream::writeBool(bool v) {
+  indent();
+  out_ << (v ? "bool true\n" : "bool false\n");
+}
 void TextOSerialStream::writeString(const std::string& v) {
+  indent();
   out_ << "string " << quoteText(v) << '\n';
 }
 

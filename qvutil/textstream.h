@@ -3,7 +3,8 @@
 // "float 0.1", "double -0", "bool true", "string \"a b\\n\""), a label as '# "text"'. Floats and
 // doubles are written in their shortest exact form (NaN with its bit pattern), so every value
 // reads back bit for bit; strings escape quotes, backslashes and every byte outside printable
-// ASCII. The reader skips labels, blank lines and leading blanks.
+// ASCII. The fields of each object written with serialize() are indented by its nesting depth.
+// The reader skips labels, blank lines and leading blanks.
 #pragma once
 
 #include <iosfwd>
@@ -22,9 +23,15 @@ class QVUTIL_EXPORT TextOSerialStream : public OSerialStream {
   void writeDouble(double v) override;
   void writeBool(bool v) override;
   void writeString(const std::string& v) override;
+  // The fields of a nested object are indented by two more blanks.
+  void beginObject(const std::string& classID) override;
+  void endObject() override;
 
  private:
+  void indent();
+
   std::ostream& out_;
+  int depth_ = 0;
 };
 
 class QVUTIL_EXPORT TextISerialStream : public ISerialStream {

@@ -78,3 +78,31 @@ TEST(SerialIO, VersionWindowIsInclusive) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(SerialIO, TextShowsNestingByIndentation) {
+  std::stringstream text;
+  TextOSerialStream out(text);
+  nkbase::Prop prop;
+  Holder().serialize(out, prop);
+  std::string line;
+  std::vector<std::string> lines;
+  while (std::getline(text, line)) lines.push_back(line);
+  ASSERT_GE(lines.size(), 6u);
+  EXPECT_EQ(lines[0], "string \"Holder\"");
+  EXPECT_EQ(lines[1], "  # \"Bounding box\"");
+  EXPECT_EQ(lines[2], "  string \"RenderBoundingBox2D\"");
+  EXPECT_EQ(lines[3], "    unsigned 0");
+  EXPECT_EQ(lines.back(), "  # \"\"");
+
+  // The indented form reads back.
+  std::stringstream again(text.str());
+  TextISerialStream in(again);
+  Holder back;
+  back.box = BoundingBox2D();
+  back.deserialize(in);
+  EXPECT_EQ(back.box.getMaxY(), 3.0f);
+}
+
+}  // namespace
