@@ -1,0 +1,55 @@
+#include "registry.h"
+
+#include "datacarrier/adjacent.h"
+#include "datacarrier/boundingbox1d.h"
+#include "datacarrier/boundingbox2d.h"
+#include "datacarrier/boundingbox3d.h"
+#include "datacarrier/cgsymboldata.h"
+#include "datacarrier/closedpath2d.h"
+#include "datacarrier/curve1d.h"
+#include "datacarrier/curve2d.h"
+#include "datacarrier/face2d.h"
+#include "datacarrier/impression.h"
+#include "summary.h"
+
+namespace dctool {
+
+namespace {
+
+template <typename T>
+CarrierClass entry() {
+  return {T().getClassID(), [] { return std::make_unique<T>(); },
+          [](const nkbase::Serializable& object, Summary& s) {
+            summarise(static_cast<const T&>(object), s);
+          }};
+}
+
+}  // namespace
+
+const std::vector<CarrierClass>& carrierClasses() {
+  using namespace nkdatacarrier;
+  static const std::vector<CarrierClass> classes = {
+      // Top-level carriers.
+      entry<Impression>(),
+      // Carriers that travel inside others, and may be written on their own.
+      entry<CgSymbolData>(),
+      entry<Adjacent>(),
+      entry<BoundingBox1D>(),
+      entry<BoundingBox2D>(),
+      entry<BoundingBox3D>(),
+      entry<Curve1D>(),
+      entry<Curve2D>(),
+      entry<ClosedPath2D>(),
+      entry<Face2D>(),
+  };
+  return classes;
+}
+
+const CarrierClass* findCarrierClass(const std::string& classID) {
+  for (const CarrierClass& c : carrierClasses()) {
+    if (c.classID == classID) return &c;
+  }
+  return nullptr;
+}
+
+}  // namespace dctool

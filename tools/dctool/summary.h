@@ -1,0 +1,101 @@
+// Summaries of carriers for `dctool info`, found from the accessors a class has: counts from
+// its getNumberOf... members, the bounding box from getBoundingBox, the validity flag, the
+// data-carrier type. A new class is summarised without code of its own.
+#pragma once
+
+#include <type_traits>
+#include <vector>
+
+#include "datacarrier/boundingbox1d.h"
+#include "datacarrier/boundingbox2d.h"
+#include "datacarrier/boundingbox3d.h"
+#include "datacarrier/idatacarrier.h"
+#include "registry.h"
+
+namespace dctool {
+
+namespace detail {
+
+template <typename T, typename = void>
+struct HasBoxMember : std::false_type {};
+template <typename T>
+struct HasBoxMember<T, std::void_t<decltype(std::declval<const T&>().getBoundingBox())>>
+    : std::true_type {};
+
+template <typename T, typename = void>
+struct HasBoxIntoVector : std::false_type {};
+template <typename T>
+struct HasBoxIntoVector<T, std::void_t<decltype(std::declval<const T&>().getBoundingBox(
+                               std::declval<std::vector<float>&>()))>> : std::true_type {};
+
+template <typename T, typename = void>
+struct HasIsValid : std::false_type {};
+template <typename T>
+struct HasIsValid<T, std::void_t<decltype(std::declval<const T&>().isValid())>> : std::true_type {};
+
+inline void boxFields(const nkdatacarrier::BoundingBox1D& b, std::vector<float>& out) {
+  out = {b.getMinX(), b.getMaxX()};
+}
+inline void boxFields(const nkdatacarrier::BoundingBox2D& b, std::vector<float>& out) {
+  out = {b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY()};
+}
+inline void boxFields(const nkdatacarrier::BoundingBox3D& b, std::vector<float>& out) {
+  out = {b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY(), b.getMinZ(), b.getMaxZ()};
+}
+
+// Declares a detector and a reader for one count accessor.
+#define DCTOOL_COUNT(Method, name)                                                          \
+  template <typename T, typename = void>                                                    \
+  struct Has##Method : std::false_type {};                                                  \
+  template <typename T>                                                                     \
+  struct Has##Method<T, std::void_t<decltype(std::declval<const T&>().Method())>>           \
+      : std::true_type {};                                                                  \
+  template <typename T>                                                                     \
+  void count##Method(const T& object, Summary& s) {                                         \
+    if constexpr (Has##Method<T>::value) s.counts.emplace_back(name, object.Method());      \
+  }
+
+DCTOOL_COUNT(getNumberOfPoints, "points")
+DCTOOL_COUNT(getNumberOfCurves, "curves")
+DCTOOL_COUNT(getNumberOfFaces, "faces")
+DCTOOL_COUNT(getNumberOfSheets, "sheets")
+DCTOOL_COUNT(getNumberOfSolids, "solids")
+DCTOOL_COUNT(getNumberOfEdges, "edges")
+DCTOOL_COUNT(getNumberOfVertices, "vertices")
+DCTOOL_COUNT(getNumberOfTriangles, "triangles")
+DCTOOL_COUNT(getNumberOfLines, "lines")
+DCTOOL_COUNT(getNumberOfFromIndices, "sources")
+DCTOOL_COUNT(getTotalNumberOfAdjacents, "adjacents")
+DCTOOL_COUNT(getNumberOfGroups, "groups")
+
+#undef DCTOOL_COUNT
+
+}  // namespace detail
+
+template <typename T>
+void summarise(const T& object, Summary& s) {
+  s.classID = object.getClassID();
+  if (const auto* carrier = dynamic_cast<const nkdatacarrier::IDataCarrier*>(&object)) {
+    s.dataCarrierType = carrier->getDataCarrierType();
+  }
+  detail::countgetNumberOfPoints(object, s);
+  detail::countgetNumberOfCurves(object, s);
+  detail::countgetNumberOfFaces(object, s);
+  detail::countgetNumberOfSheets(object, s);
+  detail::countgetNumberOfSolids(object, s);
+  detail::countgetNumberOfEdges(object, s);
+  detail::countgetNumberOfVertices(object, s);
+  detail::countgetNumberOfTriangles(object, s);
+  detail::countgetNumberOfLines(object, s);
+  detail::countgetNumberOfFromIndices(object, s);
+  detail::countgetTotalNumberOfAdjacents(object, s);
+  detail::countgetNumberOfGroups(object, s);
+  if constexpr (detail::HasBoxIntoVector<T>::value) {
+    object.getBoundingBox(s.boundingBox);
+  } else if constexpr (detail::HasBoxMember<T>::value) {
+    detail::boxFields(object.getBoundingBox(), s.boundingBox);
+  }
+  if constexpr (detail::HasIsValid<T>::value) s.valid = object.isValid() ? 1 : 0;
+}
+
+}  // namespace dctool
