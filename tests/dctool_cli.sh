@@ -1,0 +1,111 @@
+#!/usr/bin/env bash
+# Runs dctool as a user would, one case per call: dctool_cli.sh TOOL WORKDIR CASE.
+# The "demo" case writes the sample files that the other cases read.
+set -u
+tool=$1
+dir=$2
+case=$3
+
+fail() { echo "FAIL ($case): $*"; exit 1; }
+# run EXPECTED_STATUS ARGS...: runs the tool, keeps stdout and stderr, checks the exit status.
+run() {
+  local want=$1
+  shift
+  "$tool" "$@" >"$dir/out.txt" 2>"$dir/err.txt"
+  local got=$?
+  [ "$got" -eq "$want" ] || fail "dctool $* exited $got, expected $want; stderr: $(cat "$dir/err.txt")"
+}
+expect_out() { grep -qF -- "$1" "$dir/out.txt" || fail "stdout lacks '$1': $(head -c 600 "$dir/out.txt")"; }
+expect_err() { grep -qF -- "$1" "$dir/err.txt" || fail "stderr lacks '$1': $(cat "$dir/err.txt")"; }
+one_line_err() { [ "$(wc -l <"$dir/err.txt")" -eq 1 ] || fail "error is not one line: $(cat "$dir/err.txt")"; }
+
+case $case in
+  demo)
+    rm -rf "$dir" && mkdir -p "$dir"
+    run 0 demo "$dir"
+    expect_out "all samples read back unchanged"
+    for f in impression symbol; do
+      [ -s "$dir/$f.bin" ] && [ -s "$dir/$f.txt" ] || fail "demo did not write $f in both forms"
+    done
+    ;;
+  dump)
+    run 0 dump "$dir/impression.bin"
+    expect_out 'string "Impression"'
+    expect_out '# "version"'
+    expect_out '    float 1'  # the nested bounding box is indented
+    run 0 dump "$dir/symbol.txt"
+    expect_out 'string "fixed support"'
+    # A reader that keeps everything: the dump is exactly the text form.
+    run 0 dump "$dir/symbol.bin"
+    cmp -s "$dir/out.txt" "$dir/symbol.txt" || fail "dump differs from the text form"
+    ;;
+  info)
+    run 0 info "$dir/impression.txt"
+    expect_out "class:             Impression"
+    expect_out "data-carrier type: 9 (impression)"
+    expect_out "bounding box:      x 1 .. 3, y 0.5 .. 1.5"
+    run 0 info --json "$dir/impression.bin"
+    expect_out '"class": "Impression", "dataCarrierType": 9'
+    expect_out '"boundingBox": {"x": [1, 3], "y": [0.5, 1.5]}'
+    ;;
+  convert)
+    for f in impression symbol; do
+      run 0 convert "$dir/$f.txt" "$dir/$f.conv.bin"
+      cmp -s "$dir/$f.conv.bin" "$dir/$f.bin" || fail "$f: text to binary is not bit-exact"
+      run 0 convert "$dir/$f.bin" "$dir/$f.conv.txt"
+      run 0 convert "$dir/$f.conv.txt" "$dir/$f.back.bin"
+      cmp -s "$dir/$f.back.bin" "$dir/$f.bin" || fail "$f: binary to text to binary changed"
+      run 0 convert "$dir/$f.back.bin" "$dir/$f.back.txt"
+      cmp -s "$dir/$f.back.txt" "$dir/$f.conv.txt" || fail "$f: text to binary to text changed"
+      run 0 convert "$dir/$f.bin" "$dir/$f.same.bin" --binary
+      cmp -s "$dir/$f.same.bin" "$dir/$f.bin" || fail "$f: binary to binary changed"
+    done
+    ;;
+  bad-files)
+    # Every truncation of a binary file: exit 1 with one line naming file, offset and code.
+    size=$(stat -c %s "$dir/impression.bin")
+    for ((n = 1; n < size; n += 7)); do
+      head -c "$n" "$dir/impression.bin" >"$dir/cut.bin"
+      run 1 info "$dir/cut.bin"
+      one_line_err
+      expect_err "$dir/cut.bin: byte "
+    done
+    head -c 60 "$dir/impression.bin" >"$dir/cut.bin"
+    run 1 dump "$dir/cut.bin"
+    expect_err "End_of_file_reached"
+    head -n 7 "$dir/symbol.txt" >"$dir/cut.txt"
+    run 1 dump "$dir/cut.txt"
+    expect_err "$dir/cut.txt: byte "
+    expect_err "End_of_file_reached"
+    # Random bytes, and random bytes behind a valid class identifier.
+    head -c 4096 /dev/urandom >"$dir/random.bin"
+    run 1 info "$dir/random.bin"
+    one_line_err
+    { head -c 18 "$dir/symbol.bin"; head -c 4096 /dev/urandom; } >"$dir/random2.bin"
+    "$tool" dump "$dir/random2.bin" >/dev/null 2>"$dir/err.txt"
+    status=$?
+    [ "$status" -eq 1 ] || [ "$status" -eq 0 ] || fail "random data behind a class identifier: exit $status"
+    run 1 dump "$dir/does-not-exist.bin"
+    expect_err "cannot open"
+    printf 'string "NoSuchClass"\n' >"$dir/unknown.txt"
+    run 1 info "$dir/unknown.txt"
+    expect_err "Unknown_class_identifier"
+    ;;
+  usage)
+    run 0 --help
+    expect_out "usage: dctool"
+    for c in dump info convert svg demo; do
+      run 0 "$c" --help
+      expect_out "usage: dctool $c"
+    done
+    run 2
+    run 2 frobnicate
+    run 2 dump
+    run 2 info "$dir/symbol.bin" --yaml
+    run 2 convert "$dir/symbol.bin" "$dir/x.txt" --text --binary
+    ;;
+  *)
+    fail "unknown case"
+    ;;
+esac
+echo "ok ($case)"
