@@ -38,9 +38,7 @@ bool Curve1D::intersectsBox(const std::vector<double>& box) const {
 void Curve1D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
   os << VERSION;
   os.label("version");
-  serialio::writeNested(os, prop, "Bounding box", box_);
-  os << valid_;
-  os.label("is valid");
+  serialio::writeBoxAndFlag(os, prop, box_, valid_);
   if (!valid_) return;
   os << getNumberOfVertices();
   os.label("number of vertices");
@@ -53,14 +51,8 @@ void Curve1D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
 
 void Curve1D::deserializeRaw(ISerialStream& is) {
   const int version = DC_READ_VERSION(is, 0, VERSION);
-  bool valid = false;
-  if (version >= 1) {
-    box_.deserialize(is);
-    is >> valid;
-  } else {
-    is >> valid;  // version 0 wrote the flag first and the box only for a valid curve
-    if (valid) box_.deserialize(is);
-  }
+  // Version 0 wrote the flag first and the box only for a valid curve.
+  const bool valid = serialio::readBoxAndFlag(is, box_, version == 0);
   // An invalid curve in the stream leaves this object's flag and vertices untouched.
   if (!valid) return;
   const int n = DC_READ_COUNT(is, sizeof(float));

@@ -89,9 +89,7 @@ bool Curve2D::boxLineIntersect(const std::vector<double>& box, const Vertex& a, 
 void Curve2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
   os << VERSION;
   os.label("version");
-  serialio::writeNested(os, prop, "Bounding box", box_);
-  os << valid_;
-  os.label("is valid");
+  serialio::writeBoxAndFlag(os, prop, box_, valid_);
   if (!valid_) return;  // an invalid curve does not store its side domains either
   os << getNumberOfVertices();
   os.label("number of vertices");
@@ -110,14 +108,8 @@ void Curve2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
 
 void Curve2D::deserializeRaw(ISerialStream& is) {
   const int version = DC_READ_VERSION(is, 0, VERSION);
-  bool valid = false;
-  if (version >= 1) {
-    box_.deserialize(is);
-    is >> valid;
-  } else {
-    is >> valid;  // version 0 wrote the flag first and the box only for a valid curve
-    if (valid) box_.deserialize(is);
-  }
+  // Version 0 wrote the flag first and the box only for a valid curve.
+  const bool valid = serialio::readBoxAndFlag(is, box_, version == 0);
   // Deliberately, an invalid curve in the stream does not clear this object: its flag,
   // vertices and side domains stay as they were.
   if (!valid) return;

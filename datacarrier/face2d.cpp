@@ -193,9 +193,7 @@ bool Face2D::intersectsBox(const std::vector<double>& box) const {
 void Face2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
   os << VERSION;
   os.label("version");
-  serialio::writeNested(os, prop, "Bounding box", box_);
-  os << valid_;
-  os.label("is valid");
+  serialio::writeBoxAndFlag(os, prop, box_, valid_);
   if (!valid_) return;
   // From here the labels are headings, written before their values.
   os.label("Number of vertices");
@@ -213,17 +211,14 @@ void Face2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
 void Face2D::deserializeRaw(ISerialStream& is) {
   // Version 0 is deliberately refused although it is older than the current version.
   const int version = DC_READ_VERSION(is, 1, VERSION);
-  bool valid = false;
+  // Version 1 wrote the flag first and the box only for a valid face.
+  const bool valid = serialio::readBoxAndFlag(is, box_, version == 1);
   if (version == 1) {
-    is >> valid;
     if (!valid) return;
-    box_.deserialize(is);
     int unused = 0;
     is >> unused;
     return;  // version 1 carried no triangulation: this face's flag and geometry stay
   }
-  box_.deserialize(is);
-  is >> valid;
   // An invalid face in the stream leaves this object's flag and geometry untouched.
   if (!valid) return;
   if (version == 2) {

@@ -68,6 +68,29 @@ inline void writeNested(OSerialStream& os, nkbase::Prop& prop, const char* headi
   os.label("");
 }
 
+// The head that curves and faces share after their version: the nested bounding box, then the
+// validity flag "is valid".
+inline void writeBoxAndFlag(OSerialStream& os, nkbase::Prop& prop,
+                            const nkbase::Serializable& box, bool valid) {
+  writeNested(os, prop, "Bounding box", box);
+  os << valid;
+  os.label("is valid");
+}
+
+// Reads that head back and returns the flag. Older layouts wrote the flag first and the box
+// only for a valid entity (`flagFirst`).
+inline bool readBoxAndFlag(ISerialStream& is, nkbase::Serializable& box, bool flagFirst) {
+  bool valid = false;
+  if (flagFirst) {
+    is >> valid;
+    if (valid) box.deserialize(is);
+  } else {
+    box.deserialize(is);
+    is >> valid;
+  }
+  return valid;
+}
+
 }  // namespace serialio
 
 }  // namespace nkdatacarrier
