@@ -28,7 +28,7 @@ const A& orEmpty(const nkboost::shared_ptr<A>& p) {
 template <typename A>
 const A& groupOrEmpty(const std::vector<nkboost::shared_ptr<A>>& groups, int g) {
   return g >= 0 && static_cast<std::size_t>(g) < groups.size() ? orEmpty(groups[g])
-                                                                : orEmpty(nkboost::shared_ptr<A>());
+                                                               : orEmpty(nkboost::shared_ptr<A>());
 }
 
 template <typename A>
@@ -40,7 +40,8 @@ template <typename A>
 std::vector<nkboost::shared_ptr<A>> deepCopy(const std::vector<nkboost::shared_ptr<A>>& groups) {
   std::vector<nkboost::shared_ptr<A>> copy;
   copy.reserve(groups.size());
-  for (const auto& g : groups) copy.push_back(deepCopy(g));
+  for (const auto& g : groups)
+    copy.push_back(deepCopy(g));
   return copy;
 }
 
@@ -55,14 +56,16 @@ unsigned int countOf(const std::vector<T>& v) {
 template <typename T>
 std::enable_if_t<std::is_arithmetic_v<T>> writeValues(OSerialStream& os, const std::vector<T>& v) {
   os << countOf(v);
-  for (T x : v) os << x;
+  for (T x : v)
+    os << x;
 }
 
 // Two-level array: unsigned number of inner arrays, then each as above.
 template <typename T>
 void writeValues(OSerialStream& os, const std::vector<std::vector<T>>& arrays) {
   os << countOf(arrays);
-  for (const auto& a : arrays) writeValues(os, a);
+  for (const auto& a : arrays)
+    writeValues(os, a);
 }
 
 // A group vector: its count, the count label, then per group the group label and the group.
@@ -118,8 +121,8 @@ struct IsSharedPtr<nkboost::shared_ptr<T>> : std::true_type {};
 template <typename T>
 int blockBytes(const std::vector<T>& v) {
   if (v.size() > static_cast<std::size_t>(INT_MAX) / sizeof(T)) {
-    DC_RAISE("Block_too_large", "an array of " + std::to_string(v.size()) +
-                                    " elements does not fit in one block");
+    DC_RAISE("Block_too_large",
+             "an array of " + std::to_string(v.size()) + " elements does not fit in one block");
   }
   return static_cast<int>(v.size() * sizeof(T));
 }
@@ -193,8 +196,8 @@ class ParamReader {
     }
     const int n = p_[cursor_++];
     if (n < 0) {
-      DC_RAISE("Invalid_block_parameter",
-               "negative size " + std::to_string(n) + " at parameter " + std::to_string(cursor_ - 1));
+      DC_RAISE("Invalid_block_parameter", "negative size " + std::to_string(n) + " at parameter " +
+                                              std::to_string(cursor_ - 1));
     }
     return n;
   }
@@ -247,7 +250,8 @@ class GroupView {
     }
     if (!elements.empty()) {
       numElements_ = elements[0].size();
-      for (const auto& corner : elements) numElements_ = std::min(numElements_, corner.size());
+      for (const auto& corner : elements)
+        numElements_ = std::min(numElements_, corner.size());
     }
   }
 
@@ -306,7 +310,9 @@ bool holds(const std::vector<double>& a, const int* indices, int count) {
 
 // ---- PostDataInfo ----
 
-PostDataInfo::PostDataInfo() { std::fill(index_, index_ + NUMBER_OF_DATA_TYPES, -1); }
+PostDataInfo::PostDataInfo() {
+  std::fill(index_, index_ + NUMBER_OF_DATA_TYPES, -1);
+}
 
 std::vector<PostDataInfo::DataType> PostDataInfo::validTypes() const {
   std::vector<DataType> types;
@@ -327,7 +333,10 @@ DC_DEFINE_CLASS_IDENTITY(PostDataObject, "PostDataObject")
 PostDataObject::PostDataObject() : PostDataObject(DEFAULT_TYPE, PostDataInfo(), -1) {}
 
 PostDataObject::PostDataObject(Type type, const PostDataInfo& info, int objectID)
-    : type_(type), info_(info), objectID_(objectID), bounds_(nkboost::make_shared<DoubleArrays>()) {}
+    : type_(type),
+      info_(info),
+      objectID_(objectID),
+      bounds_(nkboost::make_shared<DoubleArrays>()) {}
 
 PostDataObject::PostDataObject(const PostDataObject& other)
     : nkbase::InPlaceSerializable(other),
@@ -377,10 +386,18 @@ void PostDataObject::addVertices(DoubleArraysPtr vertices) {
 void PostDataObject::addElementIndices(IntArraysPtr indices) {
   elementIndices_.push_back(std::move(indices));
 }
-void PostDataObject::addData(DoubleArraysPtr data) { data_.push_back(std::move(data)); }
-void PostDataObject::addDataMax(DoubleArrayPtr max) { dataMax_.push_back(std::move(max)); }
-void PostDataObject::addDataMin(DoubleArrayPtr min) { dataMin_.push_back(std::move(min)); }
-void PostDataObject::addNormals(FloatArraysPtr normals) { normals_.push_back(std::move(normals)); }
+void PostDataObject::addData(DoubleArraysPtr data) {
+  data_.push_back(std::move(data));
+}
+void PostDataObject::addDataMax(DoubleArrayPtr max) {
+  dataMax_.push_back(std::move(max));
+}
+void PostDataObject::addDataMin(DoubleArrayPtr min) {
+  dataMin_.push_back(std::move(min));
+}
+void PostDataObject::addNormals(FloatArraysPtr normals) {
+  normals_.push_back(std::move(normals));
+}
 void PostDataObject::addNormalIndices(IntArrayPtr indices) {
   normalIndices_.push_back(std::move(indices));
 }
@@ -484,7 +501,8 @@ void PostDataObject::scaleData(double factor, const Array<int, 1>& positions) {
     for (int i = 0; i < count; ++i) {
       const int k = positions[i];
       if (k < 0 || static_cast<std::size_t>(k) >= scaled->size()) continue;
-      for (double& x : (*scaled)[k]) x *= factor;
+      for (double& x : (*scaled)[k])
+        x *= factor;
     }
     group = std::move(scaled);
   }
@@ -560,14 +578,16 @@ void PostDataObject::deform() {
                          true);
     if (view.corners() != 3 || view.dims() < 2) continue;
     auto normals = nkboost::make_shared<FloatArrays>(3);
-    for (auto& component : *normals) component.reserve(view.numElements());
+    for (auto& component : *normals)
+      component.reserve(view.numElements());
     for (std::size_t k = 0; k < view.numElements(); ++k) {
       int c[3];
       DVec3 n(0.0, 0.0, 0.0);  // a triangle with a corner outside the vertices has no normal
       if (view.elementCorners(k, 3, c)) {
         n = triangleNormal(view.hasZ(), view.point(c[0]), view.point(c[1]), view.point(c[2]));
       }
-      for (int i = 0; i < 3; ++i) (*normals)[i].push_back(static_cast<float>(n[i]));
+      for (int i = 0; i < 3; ++i)
+        (*normals)[i].push_back(static_cast<float>(n[i]));
     }
     normals_[g] = std::move(normals);
   }
@@ -582,8 +602,7 @@ void PostDataObject::fill(RenderDrawGeom&) {
 
 bool PostDataObject::findLineTriangleIntersection(const Array<double, 1>& a,
                                                   const Array<double, 1>& b, const DVec3& p0,
-                                                  const DVec3& p1, const DVec3& p2,
-                                                  DVec3& result) {
+                                                  const DVec3& p1, const DVec3& p2, DVec3& result) {
   const DVec3 pa = pointOf(a);
   const DVec3 e1 = p1 - p0;
   const DVec3 e2 = p2 - p0;
@@ -602,11 +621,9 @@ bool PostDataObject::findLineTriangleIntersection(const Array<double, 1>& a,
   return true;
 }
 
-void PostDataObject::findLineTriangleIntersections(const Array<double, 1>& a,
-                                                   const Array<double, 1>& b,
-                                                   std::vector<double>& params,
-                                                   std::vector<double>& values,
-                                                   std::vector<std::vector<double>>& normals) const {
+void PostDataObject::findLineTriangleIntersections(
+    const Array<double, 1>& a, const Array<double, 1>& b, std::vector<double>& params,
+    std::vector<double>& values, std::vector<std::vector<double>>& normals) const {
   params.clear();
   values.clear();
   normals.assign(3, std::vector<double>());
@@ -678,7 +695,7 @@ void PostDataObject::findLineSphereIntersections(const Array<double, 1>& a,
       const double B = -2.0 * nkvec::dot(w, d) / dd;
       const double C4 = 4.0 * (nkvec::dot(w, w) - r * r) / dd;
       const double discriminant = B * B - C4;
-      if (!(discriminant >= 0.0)) continue;  // below 0 or NaN: missed
+      if (!(discriminant >= 0.0)) continue;                    // below 0 or NaN: missed
       params.push_back((-B - std::sqrt(discriminant)) * 0.5);  // the entry point, no range test
       values.push_back((*data)[k]);
       xs.push_back(m.x);
@@ -727,7 +744,8 @@ void PostDataObject::findPlaneIntersections(const Array<double, 1>& point,
     // every data array interpolated the same way.
     auto appendCrossing = [&](int i, int j, double lambda) {
       const DVec3 p = (1.0 - lambda) * view.point(i) + lambda * view.point(j);
-      for (int d = 0; d < 3; ++d) (*cutVertices)[d].push_back(p[d]);
+      for (int d = 0; d < 3; ++d)
+        (*cutVertices)[d].push_back(p[d]);
       for (std::size_t a = 0; a < data.size(); ++a) {
         const DoubleArray& D = data[a];
         const bool perVertex = static_cast<std::size_t>(std::max(i, j)) < D.size();
@@ -736,7 +754,8 @@ void PostDataObject::findPlaneIntersections(const Array<double, 1>& point,
     };
     auto appendVertex = [&](int i) {
       const DVec3 p = view.point(i);
-      for (int d = 0; d < 3; ++d) (*cutVertices)[d].push_back(p[d]);
+      for (int d = 0; d < 3; ++d)
+        (*cutVertices)[d].push_back(p[d]);
       for (std::size_t a = 0; a < data.size(); ++a) {
         const DoubleArray& D = data[a];
         (*cutData)[a].push_back(static_cast<std::size_t>(i) < D.size() ? D[i] : nkGetNaN());
@@ -854,7 +873,8 @@ void PostDataObject::findLineIsosurfaceIntersections(const Array<double, 1>& a,
       for (int iv = 0; iv < isoValues.size(); ++iv) {
         const double t = (isoValues[iv] - f0) / f1;
         bool inside = true;
-        for (int i = 0; i <= dims && inside; ++i) inside = alpha[i] + t * beta[i] > -1e-5;
+        for (int i = 0; i <= dims && inside; ++i)
+          inside = alpha[i] + t * beta[i] > -1e-5;
         if (inside) crossings.emplace_back(t, isoValues[iv]);
       }
     }
@@ -876,7 +896,8 @@ void PostDataObject::serializeRaw(OSerialStream& os, nkbase::Prop&) const {
   os << static_cast<int>(type_);
   os.label("type");
   os.label("info");
-  for (int t = 0; t < PostDataInfo::NUMBER_OF_DATA_TYPES; ++t) os << info_.getIndex(t);
+  for (int t = 0; t < PostDataInfo::NUMBER_OF_DATA_TYPES; ++t)
+    os << info_.getIndex(t);
   os.label("id");
   os << objectID_;
   writeGroups(os, vertices_, "#vertex groups", "vertex group");
@@ -893,7 +914,8 @@ void PostDataObject::serializeRaw(OSerialStream& os, nkbase::Prop&) const {
   writeGroups(os, vertexElems_, "#vertex element groups", "vertex elements");
   os.label("#property/value pairs");  // deliberately before its count, unlike the groups above
   os << countOf(properties_);
-  for (const auto& [name, value] : properties_) os << name << value;
+  for (const auto& [name, value] : properties_)
+    os << name << value;
 }
 
 void PostDataObject::deserializeRaw(ISerialStream& is) {
@@ -939,7 +961,8 @@ constexpr std::size_t kHeaderSize = 3 + PostDataInfo::NUMBER_OF_DATA_TYPES;  // 
 void PostDataObject::createParameters(std::vector<int>& p) const {
   p.push_back(static_cast<int>(VERSION));
   p.push_back(static_cast<int>(type_));
-  for (int t = 0; t < PostDataInfo::NUMBER_OF_DATA_TYPES; ++t) p.push_back(info_.getIndex(t));
+  for (int t = 0; t < PostDataInfo::NUMBER_OF_DATA_TYPES; ++t)
+    p.push_back(info_.getIndex(t));
   p.push_back(objectID_);
   appendShape(p, vertices_);
   appendShape(p, orEmpty(bounds_));
@@ -998,7 +1021,8 @@ void PostDataObject::initFromParameters(const std::vector<int>& p) {
   initDataFromParameters(properties, p, r.cursor());
 
   type_ = static_cast<Type>(p[1]);
-  for (int t = 0; t < PostDataInfo::NUMBER_OF_DATA_TYPES; ++t) info_.setIndex(t, p[2 + t]);
+  for (int t = 0; t < PostDataInfo::NUMBER_OF_DATA_TYPES; ++t)
+    info_.setIndex(t, p[2 + t]);
   objectID_ = p[2 + PostDataInfo::NUMBER_OF_DATA_TYPES];
   vertices_.swap(vertices);
   // The bounds object is kept and resized in place; whoever shares it sees the new shape.

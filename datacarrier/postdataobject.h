@@ -29,12 +29,12 @@ class QVDATACARRIER_EXPORT PostDataInfo {
   // The kinds of data a plot can carry. The value indexes the table directly; producers and the
   // graphics side agree on what the unnamed kinds hold.
   enum DataType {
-    DT_VALUE = 0,           // the scalar drawn and probed
-    DT_DEFORM_X = 1,        // displacement added to x by deform()
-    DT_DEFORM_Y = 2,        // ... to y
-    DT_DEFORM_Z = 3,        // ... to z
+    DT_VALUE = 0,     // the scalar drawn and probed
+    DT_DEFORM_X = 1,  // displacement added to x by deform()
+    DT_DEFORM_Y = 2,  // ... to y
+    DT_DEFORM_Z = 3,  // ... to z
     DT_KIND_4 = 4,
-    DT_SPHERE_SIZE = 5,     // sphere radius per vertex for the sphere probe
+    DT_SPHERE_SIZE = 5,  // sphere radius per vertex for the sphere probe
     DT_KIND_6 = 6,
     DT_KIND_7 = 7,
     DT_KIND_8 = 8,
@@ -111,7 +111,7 @@ class QVDATACARRIER_EXPORT PostDataObject : public nkbase::InPlaceSerializable,
   DataCarrierType getDataCarrierType() const override { return DC_POST_DATA; }
 
   // Adding groups stores the given pointer: the caller may keep and keep changing the array.
-  void addVertices(DoubleArraysPtr vertices);  // one coordinate array per Direction
+  void addVertices(DoubleArraysPtr vertices);    // one coordinate array per Direction
   void addElementIndices(IntArraysPtr indices);  // one vertex-index array per element corner
   void addData(DoubleArraysPtr data);  // one array per present DataType, at info's position
   void addDataMax(DoubleArrayPtr max);
