@@ -38,10 +38,9 @@ nkboost::shared_ptr<A> deepCopy(const nkboost::shared_ptr<A>& p) {
 
 template <typename A>
 std::vector<nkboost::shared_ptr<A>> deepCopy(const std::vector<nkboost::shared_ptr<A>>& groups) {
-  std::vector<nkboost::shared_ptr<A>> copy;
-  copy.reserve(groups.size());
-  for (const auto& g : groups)
-    copy.push_back(deepCopy(g));
+  std::vector<nkboost::shared_ptr<A>> copy(groups.size());
+  std::transform(groups.begin(), groups.end(), copy.begin(),
+                 [](const nkboost::shared_ptr<A>& g) { return deepCopy(g); });
   return copy;
 }
 
@@ -250,8 +249,9 @@ class GroupView {
     }
     if (!elements.empty()) {
       numElements_ = elements[0].size();
-      for (const auto& corner : elements)
-        numElements_ = std::min(numElements_, corner.size());
+      for (const auto& cornerArray : elements) {
+        numElements_ = std::min(numElements_, cornerArray.size());
+      }
     }
   }
 
@@ -501,8 +501,9 @@ void PostDataObject::scaleData(double factor, const Array<int, 1>& positions) {
     for (int i = 0; i < count; ++i) {
       const int k = positions[i];
       if (k < 0 || static_cast<std::size_t>(k) >= scaled->size()) continue;
-      for (double& x : (*scaled)[k])
-        x *= factor;
+      DoubleArray& values = (*scaled)[k];
+      std::transform(values.begin(), values.end(), values.begin(),
+                     [factor](double x) { return x * factor; });
     }
     group = std::move(scaled);
   }
@@ -788,10 +789,10 @@ void PostDataObject::findPlaneIntersections(const Array<double, 1>& point,
         appendVertex(c[on]);
         appendCrossing(c[i], c[j], s[i] / (s[i] - s[j]));
       } else {
-        static const int pairs[3][2] = {{0, 1}, {0, 2}, {1, 2}};
-        for (const auto& pr : pairs) {
-          const int i = pr[0];
-          const int j = pr[1];
+        static const int kPairs[3][2] = {{0, 1}, {0, 2}, {1, 2}};
+        for (int e = 0; e < 3; ++e) {
+          const int i = kPairs[e][0];
+          const int j = kPairs[e][1];
           // No corner lies on the plane here: opposite classes are opposite signs.
           if ((s[i] > tol) != (s[j] > tol)) appendCrossing(c[i], c[j], s[i] / (s[i] - s[j]));
         }

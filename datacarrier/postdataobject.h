@@ -241,6 +241,7 @@ class QVDATACARRIER_EXPORT PostDataObject : public nkbase::InPlaceSerializable,
   // Block form: the header and every array's shape as ints, then one block per non-empty
   // innermost array, in the order vertices, bounds, element indices, data, data max, data min,
   // normals, normal indices, boundary indices, vertex deformation, vertex elements, properties.
+  // A block's byte length is an int: an array of more bytes raises "Block_too_large".
   void createParameters(std::vector<int>& p) const override;
   void createBlocks(InPlaceSerDataHolder& h) override;
   // Sizes the object from `p` (arrays zeroed, the bounds resized in place). A vector shorter than
