@@ -920,7 +920,7 @@ void PostDataObject::serializeRaw(OSerialStream& os, nkbase::Prop&) const {
 }
 
 void PostDataObject::deserializeRaw(ISerialStream& is) {
-  const int version = DC_READ_VERSION(is, 0, VERSION);
+  const int version = DC_READ_VERSION_AT(1181, is, 0, VERSION);  // the line is part of the report
   int type = 0;
   is >> type;
   type_ = static_cast<Type>(type);
@@ -995,8 +995,9 @@ void PostDataObject::createBlocks(InPlaceSerDataHolder& h) {
 }
 
 void PostDataObject::initFromParameters(const std::vector<int>& p) {
-  if (p.size() < kHeaderSize) DC_RAISE(nkbase::kEndOfFileReached);
-  if (p[0] != static_cast<int>(VERSION)) DC_RAISE(serialio::kIncompatibleVersion);
+  // These reports carry fixed lines that consumers know.
+  if (p.size() < kHeaderSize) DC_RAISE_AT(1222, nkbase::kEndOfFileReached);
+  if (p[0] != static_cast<int>(VERSION)) DC_RAISE_AT(1226, serialio::kIncompatibleVersion);
 
   // Everything is sized aside first and taken over at the end, so that a corrupt vector leaves
   // the object as it was.

@@ -37,3 +37,6 @@ inline std::string moduleNameOf(const char* file) {
 
 // Raises nkbase::Exception(module of this file, this line, code[, message]).
 #define DC_RAISE(...) ::nkdatacarrier::raiseError(__FILE__, __LINE__, __VA_ARGS__)
+// The same with a fixed line: some error reports carry a line number that consumers' error
+// tables know, which must not move when the source is edited.
+#define DC_RAISE_AT(line, ...) ::nkdatacarrier::raiseError(__FILE__, (line), __VA_ARGS__)

@@ -97,5 +97,8 @@ inline bool readBoxAndFlag(ISerialStream& is, nkbase::Serializable& box, bool fl
 
 #define DC_READ_VERSION(is, oldest, newest) \
   ::nkdatacarrier::serialio::readVersion((is), (oldest), (newest), __FILE__, __LINE__)
+// The same, raising with a fixed line number (see DC_RAISE_AT).
+#define DC_READ_VERSION_AT(line, is, oldest, newest) \
+  ::nkdatacarrier::serialio::readVersion((is), (oldest), (newest), __FILE__, (line))
 #define DC_READ_COUNT(is, minBytes) \
   ::nkdatacarrier::serialio::readCount((is), (minBytes), __FILE__, __LINE__)

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
@@ -473,3 +474,27 @@ TEST(PostDataObjectScale, DataAreCopiedMinMaxChangeInPlace) {
   EXPECT_TRUE(std::isnan(s.plot.getData(0)[0][2]));
   EXPECT_TRUE(std::isnan((*s.min)[0]) && std::isnan((*s.max)[0]));
 }
+
+namespace {
+
+// The error reports of these three checks carry lines that consumers' error tables know.
+TEST(PostDataObjectErrors, ReportsCarryTheirFixedModuleAndLine) {
+  auto raised = [](const std::function<void()>& f) {
+    try {
+      f();
+    } catch (const nkbase::Exception& e) {
+      return std::make_pair(e.getModule(), e.getLine());
+    }
+    return std::make_pair(std::string("no exception"), 0);
+  };
+  qvtest::ForgedIStream badVersion({2});
+  EXPECT_EQ(raised([&] { PostDataObject().deserializeRaw(badVersion); }),
+            std::make_pair(std::string("datacarrier/postdataobject"), 1181));
+  EXPECT_EQ(raised([&] { PostDataObject().initFromParameters(std::vector<int>(24, 1)); }),
+            std::make_pair(std::string("datacarrier/postdataobject"), 1222));
+  std::vector<int> p(25, 0);
+  EXPECT_EQ(raised([&] { PostDataObject().initFromParameters(p); }),
+            std::make_pair(std::string("datacarrier/postdataobject"), 1226));
+}
+
+}  // namespace
