@@ -10,6 +10,7 @@
 #include "datacarrier/curve2d.h"
 #include "datacarrier/face2d.h"
 #include "datacarrier/impression.h"
+#include "datacarrier/postdataobject.h"
 #include "summary.h"
 
 namespace dctool {
@@ -31,6 +32,7 @@ const std::vector<CarrierClass>& carrierClasses() {
   static const std::vector<CarrierClass> classes = {
       // Top-level carriers.
       entry<Impression>(),
+      entry<PostDataObject>(),
       // Carriers that travel inside others, and may be written on their own.
       entry<CgSymbolData>(),
       entry<Adjacent>(),

@@ -66,7 +66,7 @@ DCTOOL_COUNT(getNumberOfTriangles, "triangles")
 DCTOOL_COUNT(getNumberOfLines, "lines")
 DCTOOL_COUNT(getNumberOfFromIndices, "sources")
 DCTOOL_COUNT(getTotalNumberOfAdjacents, "adjacents")
-DCTOOL_COUNT(getNumberOfGroups, "groups")
+DCTOOL_COUNT(getGroups, "groups")
 
 #undef DCTOOL_COUNT
 
@@ -89,7 +89,7 @@ void summarise(const T& object, Summary& s) {
   detail::countgetNumberOfLines(object, s);
   detail::countgetNumberOfFromIndices(object, s);
   detail::countgetTotalNumberOfAdjacents(object, s);
-  detail::countgetNumberOfGroups(object, s);
+  detail::countgetGroups(object, s);
   if constexpr (detail::HasBoxIntoVector<T>::value) {
     object.getBoundingBox(s.boundingBox);
   } else if constexpr (detail::HasBoxMember<T>::value) {
