@@ -49,7 +49,7 @@ CoordHashMap::CoordHashMap(unsigned dim, double maxAbsCoord, unsigned sizeHint, 
 // x - tol and x + tol bracket the cell of every point that can match x.
 std::int64_t CoordHashMap::cellOf(double x) const {
   if (cellWidth_ == 0.0) {
-    if (x == 0.0) x = 0.0;  // -0 and +0 are the same position
+    x += 0.0;  // -0 + 0 is +0: both zeros are the same position
     std::int64_t bits;
     std::memcpy(&bits, &x, sizeof bits);
     return bits;

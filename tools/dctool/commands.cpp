@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iomanip>
 #include <sstream>
@@ -12,6 +13,10 @@ namespace dctool {
 
 namespace {
 
+bool hasFlag(const std::vector<std::string>& flags, const std::string& f) {
+  return std::find(flags.begin(), flags.end(), f) != flags.end();
+}
+
 // Splits arguments into positional ones and the flags among `allowed`.
 std::vector<std::string> positional(const std::vector<std::string>& args,
                                     const std::vector<std::string>& allowed,
@@ -19,22 +24,13 @@ std::vector<std::string> positional(const std::vector<std::string>& args,
   std::vector<std::string> out;
   for (const std::string& a : args) {
     if (a.size() > 1 && a[0] == '-') {
-      bool known = false;
-      for (const std::string& f : allowed) known = known || a == f;
-      if (!known) throw UsageError("unknown option '" + a + "'");
+      if (!hasFlag(allowed, a)) throw UsageError("unknown option '" + a + "'");
       flags.push_back(a);
     } else {
       out.push_back(a);
     }
   }
   return out;
-}
-
-bool hasFlag(const std::vector<std::string>& flags, const std::string& f) {
-  for (const std::string& x : flags) {
-    if (x == f) return true;
-  }
-  return false;
 }
 
 std::string dataCarrierTypeName(int type) {
@@ -104,10 +100,9 @@ const Command* findCommand(const std::string& name) {
        "unchanged, and runs a few selection queries.\n",
        runDemo},
   };
-  for (const Command& c : commands) {
-    if (c.name == name) return &c;
-  }
-  return nullptr;
+  const auto it = std::find_if(commands.begin(), commands.end(),
+                               [&](const Command& c) { return c.name == name; });
+  return it == commands.end() ? nullptr : &*it;
 }
 
 int runDump(const std::vector<std::string>& args, std::ostream& out) {

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -30,9 +32,8 @@ bool writeAndCheck(const nkbase::Serializable& object, const std::string& dir,
     saveCarrier(object, path, format);
     loaded.push_back(loadCarrier(path));
     Trace values;
-    for (const TraceItem& item : written.trace()) {
-      if (item.isValue()) values.push_back(item);
-    }
+    std::copy_if(written.trace().begin(), written.trace().end(), std::back_inserter(values),
+                 [](const TraceItem& item) { return item.isValue(); });
     const Trace& read = loaded.back().values;
     bool same = read.size() == values.size();
     for (std::size_t i = 0; same && i < read.size(); ++i) same = read[i].sameValue(values[i]);

@@ -1,6 +1,6 @@
 // dctool: look inside carrier files, the channel between the computing side and the graphics
 // side. See `dctool --help`.
-#include <cstdio>
+#include <algorithm>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -46,11 +46,10 @@ int main(int argc, char** argv) {
     std::cerr << "dctool: unknown command '" << command << "'\n\n" << kUsage;
     return 2;
   }
-  for (const std::string& a : args) {
-    if (a == "--help" || a == "-h") {
-      std::cout << cmd->help;
-      return 0;
-    }
+  if (std::any_of(args.begin(), args.end(),
+                  [](const std::string& a) { return a == "--help" || a == "-h"; })) {
+    std::cout << cmd->help;
+    return 0;
   }
   try {
     return cmd->run(args, std::cout);

@@ -1,5 +1,7 @@
 #include "registry.h"
 
+#include <algorithm>
+
 #include "datacarrier/adjacent.h"
 #include "datacarrier/boundingbox1d.h"
 #include "datacarrier/boundingbox2d.h"
@@ -48,10 +50,10 @@ const std::vector<CarrierClass>& carrierClasses() {
 }
 
 const CarrierClass* findCarrierClass(const std::string& classID) {
-  for (const CarrierClass& c : carrierClasses()) {
-    if (c.classID == classID) return &c;
-  }
-  return nullptr;
+  const auto& classes = carrierClasses();
+  const auto it = std::find_if(classes.begin(), classes.end(),
+                               [&](const CarrierClass& c) { return c.classID == classID; });
+  return it == classes.end() ? nullptr : &*it;
 }
 
 }  // namespace dctool
