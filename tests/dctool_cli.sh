@@ -11,13 +11,13 @@ fail() { echo "FAIL ($case): $*"; exit 1; }
 run() {
   local want=$1
   shift
-  "$tool" "$@" >"$dir/out.txt" 2>"$dir/err.txt"
+  "$tool" "$@" >"$dir/$case.out" 2>"$dir/$case.err"
   local got=$?
-  [ "$got" -eq "$want" ] || fail "dctool $* exited $got, expected $want; stderr: $(cat "$dir/err.txt")"
+  [ "$got" -eq "$want" ] || fail "dctool $* exited $got, expected $want; stderr: $(cat "$dir/$case.err")"
 }
-expect_out() { grep -qF -- "$1" "$dir/out.txt" || fail "stdout lacks '$1': $(head -c 600 "$dir/out.txt")"; }
-expect_err() { grep -qF -- "$1" "$dir/err.txt" || fail "stderr lacks '$1': $(cat "$dir/err.txt")"; }
-one_line_err() { [ "$(wc -l <"$dir/err.txt")" -eq 1 ] || fail "error is not one line: $(cat "$dir/err.txt")"; }
+expect_out() { grep -qF -- "$1" "$dir/$case.out" || fail "stdout lacks '$1': $(head -c 600 "$dir/$case.out")"; }
+expect_err() { grep -qF -- "$1" "$dir/$case.err" || fail "stderr lacks '$1': $(cat "$dir/$case.err")"; }
+one_line_err() { [ "$(wc -l <"$dir/$case.err")" -eq 1 ] || fail "error is not one line: $(cat "$dir/$case.err")"; }
 
 case $case in
   demo)
@@ -37,7 +37,7 @@ case $case in
     expect_out 'string "fixed support"'
     # A reader that keeps everything: the dump is exactly the text form.
     run 0 dump "$dir/symbol.bin"
-    cmp -s "$dir/out.txt" "$dir/symbol.txt" || fail "dump differs from the text form"
+    cmp -s "$dir/$case.out" "$dir/symbol.txt" || fail "dump differs from the text form"
     ;;
   info)
     run 0 info "$dir/impression.txt"
@@ -82,7 +82,7 @@ case $case in
     run 1 info "$dir/random.bin"
     one_line_err
     { head -c 18 "$dir/symbol.bin"; head -c 4096 /dev/urandom; } >"$dir/random2.bin"
-    "$tool" dump "$dir/random2.bin" >/dev/null 2>"$dir/err.txt"
+    "$tool" dump "$dir/random2.bin" >/dev/null 2>"$dir/$case.err"
     status=$?
     [ "$status" -eq 1 ] || [ "$status" -eq 0 ] || fail "random data behind a class identifier: exit $status"
     run 1 dump "$dir/does-not-exist.bin"
