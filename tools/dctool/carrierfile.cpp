@@ -45,7 +45,7 @@ Format detectFormat(const std::vector<char>& bytes, const std::string& path) {
   }
   const std::string head(bytes.begin() + static_cast<std::ptrdiff_t>(i),
                          bytes.begin() + static_cast<std::ptrdiff_t>(std::min(bytes.size(), i + 7)));
-  if (head.rfind("string ", 0) == 0 || head.rfind("#", 0) == 0) return Format::Text;
+  if (head.rfind("string ", 0) == 0 || head.rfind('#', 0) == 0) return Format::Text;
   throw ToolError(1, path + ": byte 0: Not_a_carrier_file: neither the binary nor the text form");
 }
 
