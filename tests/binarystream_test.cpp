@@ -9,17 +9,11 @@
 #include <sstream>
 
 #include "qvutil/exception.h"
+#include "carrierstreamchecks.h"
 
 namespace {
 
-std::string codeOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const nkbase::Exception& e) {
-    return e.getCode();
-  }
-  return "no exception";
-}
+using qvtest::codeOf;
 
 TEST(BinaryStream, WritesLittleEndianFixedWidthValues) {
   BinaryOSerialStream out;

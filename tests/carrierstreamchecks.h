@@ -11,6 +11,7 @@
 
 #include "qvutil/binarystream.h"
 #include "qvutil/exception.h"
+#include "qvutil/prop.h"
 #include "qvutil/textstream.h"
 
 namespace qvtest {

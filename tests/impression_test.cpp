@@ -7,6 +7,7 @@
 
 #include "qvutil/binarystream.h"
 #include "qvutil/textstream.h"
+#include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
 using nkdatacarrier::BoundingBox2D;
@@ -16,6 +17,8 @@ using qvtest::ForgedIStream;
 using qvtest::RecordingOStream;
 
 namespace {
+
+using qvtest::codeOf;
 
 // Lines (0,0)-(1,0.5) and (-2,3)-(4,-1) in the box [-2,4] x [-1,3].
 Impression twoLines(int id = 3) {
@@ -34,15 +37,6 @@ void expectSampleBox(const BoundingBox2D& box) {
   EXPECT_EQ(box.getMaxX(), 4.0f);
   EXPECT_EQ(box.getMinY(), -1.0f);
   EXPECT_EQ(box.getMaxY(), 3.0f);
-}
-
-std::string codeOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const nkbase::Exception& e) {
-    return e.getCode();
-  }
-  return "no exception";
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "qvutil/binarystream.h"
 #include "qvutil/textstream.h"
+#include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
 using nkdatacarrier::IDataCarrier;
@@ -21,6 +22,8 @@ using qvtest::ForgedIStream;
 using qvtest::RecordingOStream;
 
 namespace {
+
+using qvtest::codeOf;
 
 using DoubleArrays = PostDataObject::DoubleArrays;
 using IntArrays = PostDataObject::IntArrays;
@@ -34,16 +37,6 @@ Lines recorded(const PostDataObject& o) {
   nkbase::Prop prop;
   o.serializeRaw(os, prop);
   return os.lines;
-}
-
-template <typename F>
-std::string codeOf(F&& f) {
-  try {
-    f();
-  } catch (const nkbase::Exception& e) {
-    return e.getCode();
-  }
-  return "no exception";
 }
 
 // A plot that uses every array, odd doubles (-0, a subnormal, NaN), empty inner arrays and
