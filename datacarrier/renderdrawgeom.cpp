@@ -199,6 +199,22 @@ void RenderDrawGeom::setAdjacentLists(Adjacent& target, const AdjacencyLists& li
   }
 }
 
+std::vector<double> RenderDrawGeom::clipToGrownBounds(const std::vector<double>& box,
+                                                      const float* bounds, int axes) {
+  float largest = bounds[1] - bounds[0];
+  for (int k = 1; k < axes; ++k) {
+    const float side = bounds[2 * k + 1] - bounds[2 * k];
+    if (side > largest) largest = side;
+  }
+  const double margin = double(largest) * 0.1;
+  std::vector<double> clipped(2 * static_cast<std::size_t>(axes));
+  for (int k = 0; k < axes; ++k) {
+    clipped[2 * k] = std::max(box[2 * k], double(bounds[2 * k]) - margin);
+    clipped[2 * k + 1] = std::min(box[2 * k + 1], double(bounds[2 * k + 1]) + margin);
+  }
+  return clipped;
+}
+
 int RenderDrawGeom::appendCurveRecords(std::vector<std::vector<int>>& elements, int first,
                                        int numVertices, int curveNumber) {
   for (int s = 0; s + 1 < numVertices; ++s) {

@@ -119,20 +119,15 @@ class QVDATACARRIER_EXPORT RenderDrawGeom : public nkbase::Serializable, public 
 
   // Render-array export for the drawing front end: the number of point (coordinate), vertex,
   // edge and triangle records, and the arrays themselves. The base has no export and raises.
-  //
-  // coords holds one vector per coordinate direction (x, then y, then z). The positions are
-  // handed out in order: the isolated points first, then the vertices of every curve, then
-  // those of every face or sheet; after the export, coincident positions are merged, so the
-  // vectors hold each distinct point once, in order of first appearance. elements holds:
-  //   [0], [1]           per isolated point: its position, its 1-based point number;
-  //   [2], [3], [4]      per curve segment: start and end position, 1-based curve number;
-  //   [5], [6], [7], [8] per triangle: its three corner positions, 1-based face number.
-  // The 1D export has no faces and so only elements [0] to [4]. Entity numbers stay as they
-  // are; every position is replaced by the index of its merged point.
-  //
-  // The size queries count positions, vertex records, edge records and triangle records in the
-  // geometry's own arithmetic, which can differ from the arrays for malformed data: a curve
-  // without vertices counts -1 edge records but takes one position that no point fills.
+  // coords holds one vector per direction (x, y, z). Positions are handed out to the isolated
+  // points, then to the vertices of every curve, then of every face or sheet, and coincident
+  // positions are merged afterwards (each distinct point once, in order of first appearance).
+  //   elements[0], [1]: per isolated point, its position and 1-based point number;
+  //   elements[2], [3], [4]: per curve segment, start and end position, 1-based curve number;
+  //   elements[5] to [8]: per triangle, its three corner positions, 1-based face number.
+  // (1D: elements [0] to [4] only.) Positions are replaced by the index of their merged point.
+  // The sizes follow the geometry's own arithmetic, which malformed data can make differ from
+  // the arrays: a curve without vertices counts -1 edge records but takes one position.
   virtual int getMLRenderPointSize() const;
   virtual int getMLRenderVtxSize() const;
   virtual int getMLRenderEdgSize() const;
@@ -182,6 +177,11 @@ class QVDATACARRIER_EXPORT RenderDrawGeom : public nkbase::Serializable, public 
     int count;
   };
   static AdjacentRun adjacentRun(const Adjacent& relation, int source);
+
+  // What touching selections test against: box clipped to bounds grown on every side by a tenth
+  // of their largest side (in float). Both are (min, max) pairs per axis.
+  static std::vector<double> clipToGrownBounds(const std::vector<double>& box, const float* bounds,
+                                               int axes);
 
   // Render export: the edge records of a curve whose numVertices vertices sit at the positions
   // first, first + 1, ...: per segment its start and end position and curveNumber (1-based), in
