@@ -156,8 +156,8 @@ double RenderDrawGeom2D::getVolume(int dim, const std::vector<int>& entities) co
   return measure;
 }
 
-/* Space that keeps the next raise on its quoted line.
-*/
+// A face listed twice toggles its curves twice: its own curves cancel, as for two faces that
+// share them.
 
 // The boundary of the union of the listed faces is made of their curves that have different
 // faces on their two sides and that only one listed face has: a curve with the same face up
