@@ -1,0 +1,82 @@
+#include "datacarrier/renderdraw1d.h"
+
+namespace nkdatacarrier {
+
+DC_DEFINE_CLASS_IDENTITY(RenderDraw1D, "RenderDraw1D")
+
+RenderDraw1D::RenderDraw1D() = default;
+RenderDraw1D::RenderDraw1D(RenderDrawGeom1D::Type1D type, int id) : RenderDrawGeom1D(type, id) {}
+RenderDraw1D::~RenderDraw1D() = default;
+
+nkboost::shared_ptr<RenderDrawGeom> RenderDraw1D::clone() const {
+  return cloneObject(*this);
+}
+
+void RenderDraw1D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
+  os << VERSION;
+  os.label("version");
+  os.label("");  // deliberately one empty label more than the 2D drawing writes here
+  serializeAttributes(os, prop);
+  writeSnapCoords(os, snap_);
+}
+
+/* Error reports quote the line of each raise in this file, so the raises sit on fixed
+   lines: this space keeps the next one on its line. Take lines from here when editing
+   above it; the tests check every line.
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+*/
+
+void RenderDraw1D::deserializeRaw(ISerialStream& is) {
+  DC_READ_VERSION(is, 0, VERSION);
+  deserializeAttributes(is);
+  readSnapCoords(is, snap_);
+}
+
+}  // namespace nkdatacarrier

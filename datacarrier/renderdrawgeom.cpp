@@ -1,0 +1,275 @@
+#include "datacarrier/renderdrawgeom.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "qvutil/coordhashmap.h"
+
+namespace nkdatacarrier {
+
+RenderDrawGeom::RenderDrawGeom() = default;
+RenderDrawGeom::RenderDrawGeom(Type type, int id) : type_(type), id_(id) {}
+RenderDrawGeom::~RenderDrawGeom() = default;
+
+int RenderDrawGeom::getDimension() const {
+  switch (type_) {
+    case RENDER_GEOM_3D:
+    case DRAW_3D_A:
+    case DRAW_3D_B:
+    case DRAW_3D_C:
+    case DRAW_3D_D:
+      return 3;
+    case RENDER_GEOM_2D:
+    case DRAW_2D_A:
+    case DRAW_PROJ_2D:
+    case DRAW_2D_B:
+      return 2;
+    case RENDER_GEOM_1D:
+    case DRAW_1D_A:
+    case DRAW_1D_B:
+      return 1;
+    case DRAW_EDIT_2D:  // deliberately 0: the sketch answers none of the geometric queries
+    case UNSET:
+      return 0;
+  }
+  return 0;  // a type read from a stream that this library does not know
+}
+
+void RenderDrawGeom::serializeAttributes(OSerialStream& os) const {
+  os << static_cast<int>(type_);
+  os.label("object type");
+  os << id_;
+  os.label("unique identifier");
+  os << label_;
+  os.label("object label");
+  os.label("");
+}
+
+void RenderDrawGeom::deserializeAttributes(ISerialStream& is) {
+  int type = 0;
+  is >> type;
+  type_ = static_cast<Type>(type);  // stored as read, known or not
+  is >> id_;
+  is >> label_;
+}
+
+RenderDrawGeom::AdjacentRun RenderDrawGeom::adjacentRun(const Adjacent& relation, int source) {
+  if (source < 0 || source >= relation.getNumberOfFromIndices()) return {nullptr, 0};
+  const int total = relation.getTotalNumberOfAdjacents();
+  const int start = relation.getStartIndexInTotalArray(source);
+  if (start >= total) return {nullptr, 0};
+  const int* adjacents = relation.getAdjacents(source);
+  if (adjacents == nullptr) return {nullptr, 0};
+  const int count = std::min(relation.getNumberOfAdjacents(source), total - start);
+  return {adjacents, std::max(count, 0)};
+}
+
+// The defaults of the operations that only some geometries answer. Error reports quote the
+// line of each raise below, so keep them where they are (the tests check every line); the
+// projection drawing and the editable sketch keep all of them.
+void RenderDrawGeom::findLineIntersections(const std::vector<double>&, const std::vector<double>&,
+                                           std::vector<std::vector<double>>&) const {
+  DC_RAISE("findLineIntersections only implemented in 3D");
+}
+
+// Picking, cutting and the cylinder queries need the sheets of the 3D geometries.
+int RenderDrawGeom::findClosestPoint(const std::vector<double>&, const std::vector<int>&,
+                                     std::vector<double>&) const {
+  DC_RAISE("findClosestPoint only implemented in 3D");
+}
+
+// A cut would append its segments to the plot data; here nothing is appended.
+void RenderDrawGeom::findPlaneIntersections(const Array<double, 1>&, const Array<double, 1>&,
+                                            PostDataObject&) const {
+  DC_RAISE("findPlaneIntersections only implemented in 3D");
+}
+
+void RenderDrawGeom::findEntitiesInCylinder(const std::vector<double>&, const std::vector<double>&,
+                                            double, double, double, int, bool,
+                                            const std::vector<int>&, std::vector<int>&) const {
+  DC_RAISE("findEntitiesInCylinder only implemented in 3D");
+}
+
+// Only the concrete draw geometries know the layout of their render arrays.
+int RenderDrawGeom::getMLRenderPointSize() const {
+  DC_RAISE("Internal_error_exch_processing");
+}
+
+// Vertex records: the isolated points of a concrete geometry, one record each, numbered
+// from 1 in the export.
+int RenderDrawGeom::getMLRenderVtxSize() const {
+  DC_RAISE("Internal_error_exch_processing");
+}
+
+// Edge records: the segments of the curves of a concrete
+// geometry.
+int RenderDrawGeom::getMLRenderEdgSize() const {
+  DC_RAISE("Internal_error_exch_processing");
+}
+
+// Triangle records: the triangles of the faces of a concrete
+// geometry.
+int RenderDrawGeom::getMLRenderTriSize() const {
+  DC_RAISE("Internal_error_exch_processing");
+}
+
+// The coordinates and the element records that the size queries above count, with coincident
+// coordinates merged through uniquePoints.
+void RenderDrawGeom::getMLRenderData(std::vector<std::vector<float>>&,
+                                     std::vector<std::vector<int>>&) const {
+  DC_RAISE("Internal_error_exch_processing");
+}
+
+void RenderDrawGeom::uniquePoints(std::vector<std::vector<float>>& coords,
+                                  std::vector<int>& map) const {
+  const std::size_t d = coords.size();
+  // Every direction should hold n values; a shorter one ends the points that are complete.
+  std::size_t n = d == 0 ? 0 : coords[0].size();
+  for (const std::vector<float>& direction : coords)
+    n = std::min(n, direction.size());
+
+  double largest = 0.0;
+  for (std::size_t k = 0; k < d; ++k) {
+    for (std::size_t i = 0; i < n; ++i) {
+      const double a = std::fabs(double(coords[k][i]));
+      if (a > largest) largest = a;
+    }
+  }
+
+  // The estimate may be negative; its unsigned image is then too large to be taken as a size.
+  CoordHashMap hash(static_cast<unsigned>(d), largest,
+                    static_cast<unsigned>(numUniquePointsEstimate()), true, 2e-7, 0.001);
+  map.assign(n, -1);
+  std::vector<double> point(d);
+  int count = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t k = 0; k < d; ++k)
+      point[k] = double(coords[k][i]);
+    const std::pair<const int*, bool> found = hash.insert(point.data(), count, true);
+    if (found.second) {
+      map[i] = count;
+      for (std::size_t k = 0; k < d; ++k)
+        coords[k][count] = coords[k][i];
+      ++count;
+    } else {
+      map[i] = *found.first;
+    }
+  }
+  for (std::vector<float>& direction : coords)
+    direction.resize(static_cast<std::size_t>(count));
+}
+
+void RenderDrawGeom::mergeRenderPoints(std::vector<std::vector<float>>& coords,
+                                       std::vector<std::vector<int>>& elements,
+                                       const std::vector<int>& positionVectors) const {
+  std::vector<int> map;
+  uniquePoints(coords, map);
+  const int positions = static_cast<int>(map.size());
+  for (int v : positionVectors) {
+    for (int& position : elements[v]) {
+      position = position >= 0 && position < positions ? map[position] : -1;
+    }
+  }
+}
+
+void RenderDrawGeom::setAdjacentLists(Adjacent& target, const AdjacencyLists& lists,
+                                      AdjacencyRule rule, std::size_t firstList) {
+  const bool asGiven = rule == AdjacencyRule::AS_GIVEN;
+  const std::size_t sources = lists.size() > firstList ? lists.size() - firstList : 0;
+  int total = 0;
+  for (std::size_t s = 0; s < sources; ++s) {
+    for (const std::pair<int, int>& entry : lists[firstList + s]) {
+      if (asGiven || entry.first > 0) ++total;
+    }
+  }
+  target.allocate(static_cast<int>(sources), total);
+  std::vector<int> kept;
+  for (std::size_t s = 0; s < sources; ++s) {
+    const std::vector<std::pair<int, int>>& list = lists[firstList + s];
+    if (asGiven) {
+      target.setAdjacent(static_cast<int>(s), list);
+      continue;
+    }
+    kept.clear();
+    for (const std::pair<int, int>& entry : list) {
+      if (entry.first > 0) kept.push_back(entry.first - 1);
+    }
+    target.setAdjacent(static_cast<int>(s), kept);
+  }
+}
+
+std::vector<double> RenderDrawGeom::clipToGrownBounds(const std::vector<double>& box,
+                                                      const float* bounds, int axes) {
+  float largest = bounds[1] - bounds[0];
+  for (int k = 1; k < axes; ++k) {
+    const float side = bounds[2 * k + 1] - bounds[2 * k];
+    if (side > largest) largest = side;
+  }
+  const double margin = double(largest) * 0.1;
+  std::vector<double> clipped(2 * static_cast<std::size_t>(axes));
+  for (int k = 0; k < axes; ++k) {
+    clipped[2 * k] = std::max(box[2 * k], double(bounds[2 * k]) - margin);
+    clipped[2 * k + 1] = std::min(box[2 * k + 1], double(bounds[2 * k + 1]) + margin);
+  }
+  return clipped;
+}
+
+int RenderDrawGeom::appendCurveRecords(std::vector<std::vector<int>>& elements, int first,
+                                       int numVertices, int curveNumber) {
+  for (int s = 0; s + 1 < numVertices; ++s) {
+    elements[2].push_back(first + s);
+    elements[3].push_back(first + s + 1);
+    elements[4].push_back(curveNumber);
+  }
+  return first + (numVertices > 0 ? numVertices : 1);
+}
+
+void RenderDrawGeom::writeSnapCoords(OSerialStream& os, const std::vector<double>& snap) {
+  os.label("Number of snapping points");
+  os << static_cast<int>(snap.size());
+  os.label("");
+  os.label("Snapping coordinates");
+  for (double x : snap) {
+    os << x;
+    os.label("");
+  }
+}
+
+void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<double>& snap) {
+  const int n = DC_READ_COUNT(is, sizeof(double));
+  snap.resize(static_cast<std::size_t>(n));
+  for (double& x : snap)
+    is >> x;
+}
+
+void RenderDrawGeom::writeSnapCoords(OSerialStream& os,
+                                     const std::vector<std::vector<double>>& snap) {
+  const std::size_t n = snap.size() < 2 ? 0 : std::min(snap[0].size(), snap[1].size());
+  os.label("Number of snapping points");
+  os << static_cast<int>(n);
+  os.label("");
+  os.label("Snapping coordinates");
+  for (std::size_t i = 0; i < n; ++i) {
+    os << snap[0][i] << snap[1][i];
+    os.label("");
+  }
+}
+
+void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<std::vector<double>>& snap,
+                                    SnapRead rule) {
+  const int count = DC_READ_COUNT(is, 2 * sizeof(double));
+  const std::size_t n = static_cast<std::size_t>(count);
+  if (rule == SnapRead::REPLACE) {
+    snap.assign(2, std::vector<double>(n, 0.0));
+  } else {
+    snap.resize(2, std::vector<double>(n, 0.0));
+    for (std::vector<double>& direction : snap) {
+      if (direction.size() < n) direction.resize(n, 0.0);
+    }
+  }
+  for (std::size_t i = 0; i < n; ++i)
+    is >> snap[0][i] >> snap[1][i];
+}
+
+}  // namespace nkdatacarrier

@@ -1,0 +1,329 @@
+#include "datacarrier/renderdrawgeom1d.h"
+
+#include <cstdint>
+
+namespace nkdatacarrier {
+
+namespace {
+
+// Fewest bytes of a nested carrier in a stream: its class-identifier length and its version.
+constexpr std::size_t kMinNestedBytes = 8;
+
+}  // namespace
+
+RenderDrawGeom1D::RenderDrawGeom1D() = default;
+RenderDrawGeom1D::RenderDrawGeom1D(Type1D type, int id)
+    : RenderDrawGeom(static_cast<Type>(type), id) {}
+RenderDrawGeom1D::~RenderDrawGeom1D() = default;
+
+void RenderDrawGeom1D::allocate(int numCurves, int numPoints) {
+  curves_.resize(static_cast<std::size_t>(numCurves));
+  points_.resize(static_cast<std::size_t>(numPoints));
+}
+
+double RenderDrawGeom1D::getVolume(int dim, const std::vector<int>& entities) const {
+  if (dim == 0) return 0.0;
+  double length = 0.0;
+  for (int i : entities) {
+    // Not range-checked by the format; an index without a curve counts as an invalid curve.
+    if (i < 0 || i >= getNumberOfCurves() || !curves_[i].isValid()) return 0.0;
+    length += curves_[i].getLength();
+  }
+  return length;
+}
+
+double RenderDrawGeom1D::getBndArea(int, const std::vector<int>&) const {
+  return 0.0;
+}
+
+void RenderDrawGeom1D::getBoundingBox(std::vector<float>& box) const {
+  box.clear();
+  box.push_back(box_.getMinX());
+  box.push_back(box_.getMaxX());
+}
+
+// The ball queries go through the object's own box queries (virtually, so that a derived class
+// that refines those sees the ball too), and so raise on the box queries' lines.
+void RenderDrawGeom1D::findEntitiesInBall(const std::vector<double>& c, double r, int dim,
+                                          bool inside, const std::vector<int>& candidates,
+                                          std::vector<int>& result) const {
+  findEntitiesInBox({c[0] - r, r + c[0]}, dim, inside, candidates, result);
+}
+
+bool RenderDrawGeom1D::isInBall(const std::vector<double>& c, double r, int dim, bool inside,
+                                const std::vector<int>& candidates) const {
+  return isInBox({c[0] - r, r + c[0]}, dim, inside, candidates);
+}
+
+int RenderDrawGeom1D::numUniquePointsEstimate() const {
+  // Deliberately vertices minus points, in 32-bit arithmetic: the result can be negative, and
+  // the point merging then takes its unsigned image as no size hint at all.
+  std::uint32_t estimate = 0;
+  for (const Curve1D& c : curves_)
+    estimate += static_cast<std::uint32_t>(c.getNumberOfVertices());
+  estimate -= static_cast<std::uint32_t>(getNumberOfPoints());
+  return static_cast<int>(estimate);
+}
+
+int RenderDrawGeom1D::getMLRenderPointSize() const {
+  int size = getNumberOfPoints();
+  for (const Curve1D& c : curves_)
+    size += c.getNumberOfVertices();
+  return size;
+}
+
+int RenderDrawGeom1D::getMLRenderVtxSize() const {
+  return getNumberOfPoints();
+}
+
+int RenderDrawGeom1D::getMLRenderEdgSize() const {
+  // A curve without vertices counts -1, as in every draw geometry.
+  int size = 0;
+  for (const Curve1D& c : curves_)
+    size += c.getNumberOfVertices() - 1;
+  return size;
+}
+
+/* Error reports quote the line of each raise in this file, so the raises sit on fixed
+   lines: this space keeps the next one on its line. Take lines from here when editing
+   above it; the tests check every line.
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+*/
+
+// The selection of a 1D geometry: curves touching an interval, nothing else. Error reports
+// quote the lines of the two raises below; keep them where they are (the tests check them).
+//
+// Every other combination of sense and dimension is refused before a candidate is looked at:
+// there is no "inside" test for 1D curves, and points are never selected.
+void RenderDrawGeom1D::findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,
+                                         const std::vector<int>& candidates,
+                                         std::vector<int>& result) const {
+  if (inside || dim != 1) {
+    DC_RAISE("Invalid entity dimension");
+  }
+  const int numCurves = getNumberOfCurves();
+  for (int i : candidates) {
+    // Candidates are not range-checked; one that names no curve never matches.
+    if (i >= 0 && i < numCurves && curves_[i].intersectsBox(box)) result.push_back(i);
+  }
+}
+
+/* Space that keeps the next raise on its quoted line (see above).
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+*/
+
+// True as soon as one listed curve touches the interval; false for an empty list.
+bool RenderDrawGeom1D::isInBox(const std::vector<double>& box, int dim, bool inside,
+                               const std::vector<int>& candidates) const {
+  if (inside || dim != 1) {
+    DC_RAISE("Invalid entity dimension");
+  }
+  const int numCurves = getNumberOfCurves();
+  for (int i : candidates) {
+    if (i >= 0 && i < numCurves && curves_[i].intersectsBox(box)) return true;
+  }
+  return false;
+}
+
+void RenderDrawGeom1D::getMLRenderData(std::vector<std::vector<float>>& coords,
+                                       std::vector<std::vector<int>>& elements) const {
+  // Every curve without vertices takes a position that no point fills: room for it too.
+  int positions = getMLRenderPointSize();
+  for (const Curve1D& c : curves_) {
+    if (c.getNumberOfVertices() == 0) ++positions;
+  }
+  coords.assign(1, std::vector<float>(static_cast<std::size_t>(positions), 0.0f));
+  elements.assign(5, {});
+  std::vector<float>& x = coords[0];
+
+  const int numPoints = getNumberOfPoints();
+  elements[0].reserve(static_cast<std::size_t>(numPoints));
+  elements[1].reserve(static_cast<std::size_t>(numPoints));
+  for (int i = 0; i < numPoints; ++i) {
+    x[i] = points_[i].getVertex().x;
+    elements[0].push_back(i);
+    elements[1].push_back(i + 1);
+  }
+
+  const int edges = getMLRenderEdgSize();
+  for (int v = 2; v <= 4; ++v)
+    elements[v].reserve(edges > 0 ? std::size_t(edges) : 0);
+  int position = numPoints;
+  for (int c = 0; c < getNumberOfCurves(); ++c) {
+    const Curve1D& curve = curves_[c];
+    const int n = curve.getNumberOfVertices();
+    for (int k = 0; k < n; ++k)
+      x[position + k] = curve.getVertex(k).x;
+    position = appendCurveRecords(elements, position, n, c + 1);
+  }
+
+  mergeRenderPoints(coords, elements, {0, 2, 3});
+}
+
+/* Space that keeps the next raise on its quoted line (see above).
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+
+*/
+
+void RenderDrawGeom1D::serializeAttributes(OSerialStream& os, nkbase::Prop& prop) const {
+  os << VERSION;
+  os.label("version");
+  os.label("");
+  RenderDrawGeom::serializeAttributes(os);
+  serialio::writeNested(os, prop, "Bounding box", box_);
+  os << getNumberOfPoints();
+  os.label("number of points");
+  os << getNumberOfCurves();
+  os.label("number of curves");
+  os.label("");
+  os.label("Points");
+  for (const Point1D& p : points_) {
+    os << p.getVertex().x;
+    os.label("");
+  }
+  os.label("");
+  os.label("Curves");
+  for (const Curve1D& c : curves_)
+    c.serialize(os, prop);
+  os.label("");
+  os.label("Curve to point adjacencies");
+  curveToPoint_.serialize(os, prop);
+  os.label("");
+  os.label("Point to curve adjacencies");
+  pointToCurve_.serialize(os, prop);
+}
+
+void RenderDrawGeom1D::deserializeAttributes(ISerialStream& is) {
+  DC_READ_VERSION(is, 0, VERSION);
+  RenderDrawGeom::deserializeAttributes(is);
+  box_.deserialize(is);
+  const int numPoints = DC_READ_COUNT(is, sizeof(float));
+  const int numCurves = DC_READ_COUNT(is, kMinNestedBytes);
+  allocate(numCurves, numPoints);
+  for (Point1D& p : points_) {
+    float x = 0.0f;
+    is >> x;
+    p.setVertex(x);
+  }
+  for (Curve1D& c : curves_)
+    c.deserialize(is);
+  curveToPoint_.deserialize(is);
+  pointToCurve_.deserialize(is);
+}
+
+}  // namespace nkdatacarrier
