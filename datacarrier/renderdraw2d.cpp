@@ -19,55 +19,8 @@ void RenderDraw2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
   writeSnapCoords(os, snap_);
 }
 
-/* Error reports quote the line of each raise in this file, so the raises sit on fixed
-   lines: this space keeps the next one on its line. Take lines from here when editing
-   above it; the tests check every line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
 void RenderDraw2D::deserializeRaw(ISerialStream& is) {
-  DC_READ_VERSION(is, 0, VERSION);
+  DC_READ_VERSION_AT(70, is, 0, VERSION);
   deserializeAttributes(is);
   readSnapCoords(is, snap_, SnapRead::REPLACE);
 }

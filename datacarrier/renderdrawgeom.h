@@ -227,7 +227,7 @@ class QVDATACARRIER_EXPORT RenderDrawGeom : public nkbase::Serializable, public 
 inline bool RenderDrawGeom::isInCylinder(const std::vector<double>&, const std::vector<double>&,
                                          double, double, double, int, bool,
                                          const std::vector<int>&) const {
-  DC_RAISE("isInCylinder only implemented in 3D");
+  DC_RAISE_AT(230, "isInCylinder only implemented in 3D");
 }
 
 }  // namespace nkdatacarrier

@@ -84,40 +84,8 @@ int RenderDrawGeom1D::getMLRenderEdgSize() const {
   return size;
 }
 
-/* Error reports quote the line of each raise in this file, so the raises sit on fixed
-   lines: this space keeps the next one on its line. Take lines from here when editing
-   above it; the tests check every line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
-// The selection of a 1D geometry: curves touching an interval, nothing else. Error reports
-// quote the lines of the two raises below; keep them where they are (the tests check them).
+// The selection of a 1D geometry: curves touching an interval, nothing else. The two raises
+// below carry the fixed lines of their error reports.
 //
 // Every other combination of sense and dimension is refused before a candidate is looked at:
 // there is no "inside" test for 1D curves, and points are never selected.
@@ -125,7 +93,7 @@ void RenderDrawGeom1D::findEntitiesInBox(const std::vector<double>& box, int dim
                                          const std::vector<int>& candidates,
                                          std::vector<int>& result) const {
   if (inside || dim != 1) {
-    DC_RAISE("Invalid entity dimension");
+    DC_RAISE_AT(128, "Invalid entity dimension");
   }
   const int numCurves = getNumberOfCurves();
   for (int i : candidates) {
@@ -134,32 +102,11 @@ void RenderDrawGeom1D::findEntitiesInBox(const std::vector<double>& box, int dim
   }
 }
 
-/* Space that keeps the next raise on its quoted line (see above).
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
 // True as soon as one listed curve touches the interval; false for an empty list.
 bool RenderDrawGeom1D::isInBox(const std::vector<double>& box, int dim, bool inside,
                                const std::vector<int>& candidates) const {
   if (inside || dim != 1) {
-    DC_RAISE("Invalid entity dimension");
+    DC_RAISE_AT(162, "Invalid entity dimension");
   }
   const int numCurves = getNumberOfCurves();
   for (int i : candidates) {
@@ -203,83 +150,6 @@ void RenderDrawGeom1D::getMLRenderData(std::vector<std::vector<float>>& coords,
   mergeRenderPoints(coords, elements, {0, 2, 3});
 }
 
-/* Space that keeps the next raise on its quoted line (see above).
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
 void RenderDrawGeom1D::serializeAttributes(OSerialStream& os, nkbase::Prop& prop) const {
   os << VERSION;
   os.label("version");
@@ -309,7 +179,7 @@ void RenderDrawGeom1D::serializeAttributes(OSerialStream& os, nkbase::Prop& prop
 }
 
 void RenderDrawGeom1D::deserializeAttributes(ISerialStream& is) {
-  DC_READ_VERSION(is, 0, VERSION);
+  DC_READ_VERSION_AT(312, is, 0, VERSION);
   RenderDrawGeom::deserializeAttributes(is);
   box_.deserialize(is);
   const int numPoints = DC_READ_COUNT(is, sizeof(float));

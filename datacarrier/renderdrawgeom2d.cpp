@@ -80,64 +80,13 @@ void RenderDrawGeom2D::setCurveToFaceAdjacent(const AdjacencyLists& lists) {
   setAdjacentLists(curveToFace_, lists, AdjacencyRule::ONE_BASED_DROP_NONE);
 }
 
-/* Error reports quote the line of each raise in this file, so the raises sit on fixed
-   lines: this space keeps the next one on its line. Take lines from here when editing
-   above it; the tests check every line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
-// Error reports quote the line of each raise from here on; keep them where they are.
+// The raises from here on carry the fixed lines of their error reports.
 double RenderDrawGeom2D::getVolume(int dim, const std::vector<int>& entities) const {
   double measure = 0.0;
   if (dim == 1) {
     for (int i : entities) {
       if (i < 0 || i >= getNumberOfCurves()) {
-        DC_RAISE("VEXAL_assertion_failure");
+        DC_RAISE_AT(140, "VEXAL_assertion_failure");
       }
       // Deliberately all or nothing: one invalid curve, and there is no partial sum.
       if (!curves_[i].isValid()) return 0.0;
@@ -147,7 +96,7 @@ double RenderDrawGeom2D::getVolume(int dim, const std::vector<int>& entities) co
     for (int i : entities) {
       // Face areas are signed: clockwise triangles count negatively.
       if (i < 0 || i >= getNumberOfFaces()) {
-        DC_RAISE("VEXAL_assertion_failure");
+        DC_RAISE_AT(150, "VEXAL_assertion_failure");
       }
       if (!faces_[i].isValid()) return 0.0;
       measure += faces_[i].getArea();
@@ -169,7 +118,7 @@ double RenderDrawGeom2D::getBndArea(int dim, const std::vector<int>& faces) cons
   bool dangling = false;
   for (int f : faces) {
     if (f < 0 || f >= getNumberOfFaces()) {
-      DC_RAISE("VEXAL_assertion_failure");
+      DC_RAISE_AT(172, "VEXAL_assertion_failure");
     }
     const AdjacentRun run = adjacentRun(faceToCurve_, f);
     for (int k = 0; k < run.count; ++k) {
@@ -206,21 +155,6 @@ std::vector<double> RenderDrawGeom2D::touchingBox(const std::vector<double>& box
   return clipToGrownBounds(box, bounds, 2);
 }
 
-/* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
 // The selection queries check the dimension before any candidate, so a refused call appends
 // nothing.
 void RenderDrawGeom2D::findEntitiesInBall(const std::vector<double>& c, double r, int dim,
@@ -228,7 +162,7 @@ void RenderDrawGeom2D::findEntitiesInBall(const std::vector<double>& c, double r
                                           std::vector<int>& result) const {
   if (inside) {
     if (dim != 1 && dim != 2) {
-      DC_RAISE("Invalid entity dimension");
+      DC_RAISE_AT(231, "Invalid entity dimension");
     }
     // Every vertex of the entity within the ball, the sphere included.
     if (dim == 1) {
@@ -243,11 +177,8 @@ void RenderDrawGeom2D::findEntitiesInBall(const std::vector<double>& c, double r
   // Touching: a curve with a segment strictly closer to the centre than r; a face with a
   // boundary edge that reaches the ball, or with the centre inside it. Unlike the box, the ball
   // is used as given.
-  /* Space that keeps the next raise on its quoted line.
-
-  */
   if (dim != 1 && dim != 2) {
-    DC_RAISE("Invalid entity dimension");
+    DC_RAISE_AT(250, "Invalid entity dimension");
   }
   if (dim == 1) {
     appendMatches(
@@ -258,22 +189,12 @@ void RenderDrawGeom2D::findEntitiesInBall(const std::vector<double>& c, double r
   }
 }
 
-/* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-*/
-
 void RenderDrawGeom2D::findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,
                                          const std::vector<int>& candidates,
                                          std::vector<int>& result) const {
   if (inside) {
     if (dim != 1 && dim != 2) {
-      DC_RAISE("Invalid entity dimension");
+      DC_RAISE_AT(276, "Invalid entity dimension");
     }
     // The inside case tests the caller's box unchanged.
     if (dim == 1) {
@@ -288,24 +209,9 @@ void RenderDrawGeom2D::findEntitiesInBox(const std::vector<double>& box, int dim
   // Touching: the box is first clipped to the bounding box grown by a tenth of its larger side,
   // so that a huge rubber band costs no more than one around the model; the clipping comes
   // before the dimension is checked.
-  /* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-  */
   const std::vector<double> clipped = touchingBox(box);  // before the dimension is checked
   if (dim != 1 && dim != 2) {
-    DC_RAISE("Invalid entity dimension");
+    DC_RAISE_AT(308, "Invalid entity dimension");
   }
   if (dim == 1) {
     appendMatches(
@@ -316,35 +222,13 @@ void RenderDrawGeom2D::findEntitiesInBox(const std::vector<double>& box, int dim
   }
 }
 
-/* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
 // inside: every listed entity lies in the ball (true for none; stops at the first that does
 // not); touching: some listed entity touches it (false for none; stops at the first that does).
 bool RenderDrawGeom2D::isInBall(const std::vector<double>& c, double r, int dim, bool inside,
                                 const std::vector<int>& candidates) const {
   if (inside) {
     if (dim != 1 && dim != 2) {
-      DC_RAISE("Invalid entity dimension");
+      DC_RAISE_AT(347, "Invalid entity dimension");
     }
     if (dim == 1) {
       return allMatch(curves_, candidates, [&](const Curve2D& e) { return e.insideBall(c, r); });
@@ -352,18 +236,8 @@ bool RenderDrawGeom2D::isInBall(const std::vector<double>& c, double r, int dim,
     return allMatch(faces_, candidates, [&](const Face2D& e) { return e.insideBall(c, r); });
   }
   // Touching: the ball as given, as in findEntitiesInBall.
-  /* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-  */
   if (dim != 1 && dim != 2) {
-    DC_RAISE("Invalid entity dimension");
+    DC_RAISE_AT(366, "Invalid entity dimension");
   }
   if (dim == 1) {
     return anyMatch(curves_, candidates, [&](const Curve2D& e) { return e.intersectsBall(c, r); });
@@ -371,25 +245,11 @@ bool RenderDrawGeom2D::isInBall(const std::vector<double>& c, double r, int dim,
   return anyMatch(faces_, candidates, [&](const Face2D& e) { return e.intersectsBall(c, r); });
 }
 
-/* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-
-
-
-*/
-
 bool RenderDrawGeom2D::isInBox(const std::vector<double>& box, int dim, bool inside,
                                const std::vector<int>& candidates) const {
   if (inside) {
     if (dim != 1 && dim != 2) {
-      DC_RAISE("Invalid entity dimension");
+      DC_RAISE_AT(392, "Invalid entity dimension");
     }
     if (dim == 1) {
       return allMatch(curves_, candidates, [&](const Curve2D& e) { return e.insideBox(box); });
@@ -397,31 +257,9 @@ bool RenderDrawGeom2D::isInBox(const std::vector<double>& box, int dim, bool ins
     return allMatch(faces_, candidates, [&](const Face2D& e) { return e.insideBox(box); });
   }
   // Touching: the clipped box, as in findEntitiesInBox.
-  /* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-  */
   const std::vector<double> clipped = touchingBox(box);
   if (dim != 1 && dim != 2) {
-    DC_RAISE("Invalid_entity_dimension");  // deliberately spelled unlike every other site
+    DC_RAISE_AT(424, "Invalid_entity_dimension");  // deliberately spelled unlike every other site
   }
   if (dim == 1) {
     return anyMatch(curves_, candidates,
@@ -578,261 +416,8 @@ void RenderDrawGeom2D::serializeAttributes(OSerialStream& os, nkbase::Prop& prop
   curveToFace_.serialize(os, prop);
 }
 
-/* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
 void RenderDrawGeom2D::deserializeAttributes(ISerialStream& is) {
-  DC_READ_VERSION(is, 0, VERSION);
+  DC_READ_VERSION_AT(835, is, 0, VERSION);
   RenderDrawGeom::deserializeAttributes(is);
   box_.deserialize(is);
   const int numPoints = DC_READ_COUNT(is, 2 * sizeof(float));

