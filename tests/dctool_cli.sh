@@ -24,9 +24,10 @@ case $case in
     rm -rf "$dir" && mkdir -p "$dir"
     run 0 demo "$dir"
     expect_out "all samples read back unchanged"
-    for f in impression symbol; do
+    for f in drawing2d projection drawing1d plot impression symbol; do
       [ -s "$dir/$f.bin" ] && [ -s "$dir/$f.txt" ] || fail "demo did not write $f in both forms"
     done
+    expect_out "face area 7.21964"
     ;;
   dump)
     run 0 dump "$dir/impression.bin"
@@ -44,12 +45,28 @@ case $case in
     expect_out "class:             Impression"
     expect_out "data-carrier type: 9 (impression)"
     expect_out "bounding box:      x 1 .. 3, y 0.5 .. 1.5"
+    run 0 info "$dir/drawing2d.bin"
+    expect_out "entities:          5 points, 5 curves, 1 faces"
+    expect_out "bounding box:      x 0 .. 4, y 0 .. 2"
     run 0 info --json "$dir/impression.bin"
     expect_out '"class": "Impression", "dataCarrierType": 9'
     expect_out '"boundingBox": {"x": [1, 3], "y": [0.5, 1.5]}'
     ;;
+  svg)
+    run 0 svg "$dir/drawing2d.bin" "$dir/plate.svg"
+    for want in '<svg xmlns=' '<title>face 0</title>' '<title>curve 4</title>' \
+                '<title>point 4</title>' 'viewBox="-0.2 -0.2 4.4 2.4"'; do
+      grep -qF -- "$want" "$dir/plate.svg" || fail "plate.svg lacks $want"
+    done
+    # y points up: the hole's start point (2, 1.25) is drawn at 0 + 2 - 1.25 = 0.75.
+    grep -qF -- 'cx="2" cy="0.75"' "$dir/plate.svg" || fail "the hole's point is not mirrored"
+    run 0 svg "$dir/projection.txt" "$dir/projection.svg"
+    grep -qF -- '<title>curve 5</title>' "$dir/projection.svg" || fail "projection lacks curve 5"
+    run 1 svg "$dir/plot.bin" "$dir/plot.svg"
+    expect_err "Not_a_2D_drawing"
+    ;;
   convert)
-    for f in impression symbol; do
+    for f in drawing2d projection drawing1d plot impression symbol; do
       run 0 convert "$dir/$f.txt" "$dir/$f.conv.bin"
       cmp -s "$dir/$f.conv.bin" "$dir/$f.bin" || fail "$f: text to binary is not bit-exact"
       run 0 convert "$dir/$f.bin" "$dir/$f.conv.txt"

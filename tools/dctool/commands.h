@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "qvutil/serializable.h"
+
 namespace dctool {
 
 // Bad arguments: the tool prints the message and the command's help, and exits with 2.
@@ -21,6 +23,11 @@ struct Command {
 };
 
 const Command* findCommand(const std::string& name);
+
+// Writes a 2D drawing (RenderDraw2D, RenderDrawProj2D) as SVG to `path`; raises ToolError(1)
+// for any other class. `title` names the drawing in the picture and in errors.
+void saveDrawingSvg(const nkbase::Serializable& object, const std::string& title,
+                    const std::string& path);
 
 int runDump(const std::vector<std::string>& args, std::ostream& out);
 int runInfo(const std::vector<std::string>& args, std::ostream& out);

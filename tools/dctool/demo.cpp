@@ -57,6 +57,11 @@ int runDemo(const std::vector<std::string>& args, std::ostream& out) {
   for (const DemoSample& sample : demoSamples()) {
     out << sample.title << " (" << sample.object->getClassID() << ")\n";
     ok = writeAndCheck(*sample.object, dir, sample.stem, out) && ok;
+    if (sample.picture) {
+      const std::string svg = dir + "/" + sample.stem + ".svg";
+      saveDrawingSvg(*sample.object, sample.title, svg);
+      out << "  " << svg << ": a picture (open it in a browser; hover for entity numbers)\n";
+    }
     if (sample.query) sample.query(out);
   }
   out << (ok ? "all samples read back unchanged\n" : "some samples changed on reading\n");

@@ -1,6 +1,11 @@
 #include "demosamples.h"
 
+#include <cmath>
+
 #include "datacarrier/cgsymboldata.h"
+#include "datacarrier/renderdraw1d.h"
+#include "datacarrier/renderdraw2d.h"
+#include "datacarrier/renderdrawproj2d.h"
 #include "datacarrier/impression.h"
 #include "datacarrier/postdataobject.h"
 #include "qvutil/array.h"
@@ -39,6 +44,207 @@ DemoSample symbolSample() {
           }};
 }
 
+using Pairs = std::vector<std::vector<std::pair<int, int>>>;
+
+// The plate of the drawing samples: 4 x 2 with a round hole of radius 0.5, left of the middle
+// and above it, so that a picture shows which way is up.
+constexpr double kPlateW = 4.0;
+constexpr double kPlateH = 2.0;
+constexpr double kHoleX = 1.5;
+constexpr double kHoleY = 1.25;
+constexpr double kHoleR = 0.5;
+constexpr int kHoleSides = 32;
+constexpr double kPi = 3.14159265358979323846;
+
+struct XY {
+  float x, y;
+};
+
+// Where the ray from the hole's centre at angle `a` leaves the plate.
+XY rimPoint(double a) {
+  const double c = std::cos(a), s = std::sin(a);
+  double t = 1e300;
+  if (c > 1e-12) t = std::min(t, (kPlateW - kHoleX) / c);
+  if (c < -1e-12) t = std::min(t, -kHoleX / c);
+  if (s > 1e-12) t = std::min(t, (kPlateH - kHoleY) / s);
+  if (s < -1e-12) t = std::min(t, -kHoleY / s);
+  return {float(kHoleX + t * c), float(kHoleY + t * s)};
+}
+
+void setCurve(Curve2D& curve, const std::vector<XY>& pts, int up, int down) {
+  curve.reserve(static_cast<int>(pts.size()));
+  float x0 = pts[0].x, x1 = pts[0].x, y0 = pts[0].y, y1 = pts[0].y;
+  for (const XY& p : pts) {
+    curve.appendVertex(p.x, p.y);
+    x0 = std::min(x0, p.x), x1 = std::max(x1, p.x), y0 = std::min(y0, p.y), y1 = std::max(y1, p.y);
+  }
+  curve.setBoundingBox2D(BoundingBox2D(x0, x1, y0, y1));
+  curve.setUp(up);
+  curve.setDown(down);
+  curve.setValid(true);
+}
+
+// The plate as one face, triangulated as a ring between the hole (a regular polygon) and the
+// rim (the rays of the hole's vertices meeting the outline, plus the four corners); its
+// outline as four edge curves and the hole as one closed curve; the corners and the hole's
+// start as points; and the six adjacency relations.
+std::shared_ptr<RenderDraw2D> makePlate() {
+  auto plate = std::make_shared<RenderDraw2D>(static_cast<RenderDrawGeom2D::Type2D>(7), 100);
+  plate->setLabel("plate with a hole");
+  const XY corners[4] = {{float(kPlateW), float(kPlateH)}, {0.0f, float(kPlateH)}, {0.0f, 0.0f},
+                         {float(kPlateW), 0.0f}};
+  const double cornerAngle[4] = {std::atan2(kPlateH - kHoleY, kPlateW - kHoleX),
+                                 std::atan2(kPlateH - kHoleY, -kHoleX),
+                                 std::atan2(-kHoleY, -kHoleX) + 2 * kPi,
+                                 std::atan2(-kHoleY, kPlateW - kHoleX) + 2 * kPi};
+  std::vector<XY> verts;
+  std::vector<int> tris;
+  for (int k = 0; k < kHoleSides; ++k) {
+    const double a = 2 * kPi * k / kHoleSides;
+    verts.push_back({float(kHoleX + kHoleR * std::cos(a)), float(kHoleY + kHoleR * std::sin(a))});
+    verts.push_back(rimPoint(a));
+  }
+  for (int k = 0; k < kHoleSides; ++k) {
+    const int in0 = 2 * k, out0 = 2 * k + 1;
+    const int in1 = 2 * ((k + 1) % kHoleSides), out1 = in1 + 1;
+    const double a0 = 2 * kPi * k / kHoleSides, a1 = 2 * kPi * (k + 1) / kHoleSides;
+    int last = out0;
+    for (int c = 0; c < 4; ++c) {
+      if (cornerAngle[c] > a0 && cornerAngle[c] < a1) {
+        verts.push_back(corners[c]);
+        const int corner = static_cast<int>(verts.size()) - 1;
+        tris.insert(tris.end(), {in0, last, corner});
+        last = corner;
+      }
+    }
+    tris.insert(tris.end(), {in0, last, out1, in0, out1, in1});
+  }
+  plate->allocate(1, 5, 5);
+  Face2D& face = plate->face(0);
+  face.allocate(static_cast<int>(verts.size()), static_cast<int>(tris.size() / 3));
+  for (std::size_t v = 0; v < verts.size(); ++v) face.setVertex(int(v), verts[v].x, verts[v].y);
+  for (std::size_t t = 0; t < tris.size() / 3; ++t) {
+    face.setTriangle(int(t), tris[3 * t], tris[3 * t + 1], tris[3 * t + 2]);
+  }
+  face.setBoundingBox2D(BoundingBox2D(0.0, kPlateW, 0.0, kPlateH));
+  face.setValid(true);
+
+  // Edges: right, top, left, bottom (counter-clockwise); the face is on their up side.
+  const XY c0 = corners[3], c1 = corners[0], c2 = corners[1], c3 = corners[2];
+  setCurve(plate->curve(0), {c0, c1}, 0, -1);
+  setCurve(plate->curve(1), {c1, c2}, 0, -1);
+  setCurve(plate->curve(2), {c2, c3}, 0, -1);
+  setCurve(plate->curve(3), {c3, c0}, 0, -1);
+  std::vector<XY> hole;
+  for (int k = 0; k <= kHoleSides; ++k) hole.push_back(verts[2 * (k % kHoleSides)]);
+  setCurve(plate->curve(4), hole, -1, 0);  // closed: its last vertex is its first
+
+  const XY pts[5] = {c0, c1, c2, c3, hole[0]};
+  for (int p = 0; p < 5; ++p) plate->point(p).setVertex(pts[p].x, pts[p].y);
+  plate->setBoundingBox2D(BoundingBox2D(0.0, kPlateW, 0.0, kPlateH));
+
+  plate->setFaceToCurveAdjacent(Pairs{{{0, 1}, {1, 1}, {2, 1}, {3, 1}, {4, -1}}});
+  plate->setCurveToPointAdjacent(Pairs{{{0, 0}, {1, 0}}, {{1, 0}, {2, 0}}, {{2, 0}, {3, 0}},
+                                       {{3, 0}, {0, 0}}, {{4, 0}, {4, 0}}});
+  plate->setFaceToPointAdjacent(Pairs{{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}}});
+  plate->setPointToCurveAdjacent(
+      Pairs{{{3, 0}, {0, 0}}, {{0, 0}, {1, 0}}, {{1, 0}, {2, 0}}, {{2, 0}, {3, 0}}, {{4, 0}}});
+  // Faces counted from 1 here; 0 would mean "no face".
+  plate->setPointToFaceAdjacent(Pairs{{{1, 0}}, {{1, 0}}, {{1, 0}}, {{1, 0}}, {{1, 0}}});
+  plate->setCurveToFaceAdjacent(Pairs{{{1, 0}}, {{1, 0}}, {{1, 0}}, {{1, 0}}, {{1, 0}, {0, 0}}});
+
+  std::vector<std::vector<double>> snap = {{0, kPlateW, kPlateW, 0, kHoleX},
+                                           {0, 0, kPlateH, kPlateH, kHoleY}};
+  plate->setSnapCoord(snap);
+  return plate;
+}
+
+DemoSample drawingSample() {
+  auto plate = makePlate();
+  return {"drawing2d", "2D drawing: a 4 x 2 plate with a hole", plate, [plate](std::ostream& out) {
+            std::vector<int> all = {0};
+            out << "  face area " << plate->getVolume(2, all) << " (8 - hole), boundary length "
+                << plate->getBndArea(2, all) << "\n";
+            std::vector<int> curves = {0, 1, 2, 3, 4};
+            std::vector<int> found;
+            // A box around the hole: which curves touch it, which lie inside it.
+            const std::vector<double> box = {kHoleX - 0.6, kHoleX + 0.6, kHoleY - 0.6,
+                                             kHoleY + 0.6};
+            plate->findEntitiesInBox(box, 1, false, curves, found);
+            out << "  curves touching the box [" << box[0] << ", " << box[1] << "] x [" << box[2]
+                << ", " << box[3] << "]:";
+            for (int c : found) out << " " << c;
+            found.clear();
+            plate->findEntitiesInBox(box, 1, true, curves, found);
+            out << "; inside it:";
+            for (int c : found) out << " " << c;
+            found.clear();
+            plate->findEntitiesInBall({0.0, 0.0}, 0.5, 1, false, curves, found);
+            out << "; curves touching the ball of radius 0.5 at the corner (0, 0):";
+            for (int c : found) out << " " << c;
+            out << "\n";
+          },
+          true};
+}
+
+// The plate seen from the front: its outline and, hidden behind it, the hole's silhouette.
+DemoSample projectionSample() {
+  auto proj = std::make_shared<RenderDrawProj2D>(200);
+  proj->setLabel("plate, front view");
+  proj->allocate(6, 4);
+  const float t = 0.5f;  // the plate's thickness
+  setCurve(proj->curve(0), {{0, 0}, {float(kPlateW), 0}}, -1, -1);
+  setCurve(proj->curve(1), {{float(kPlateW), 0}, {float(kPlateW), t}}, -1, -1);
+  setCurve(proj->curve(2), {{float(kPlateW), t}, {0, t}}, -1, -1);
+  setCurve(proj->curve(3), {{0, t}, {0, 0}}, -1, -1);
+  setCurve(proj->curve(4), {{float(kHoleX - kHoleR), 0}, {float(kHoleX - kHoleR), t}}, -1, -1);
+  setCurve(proj->curve(5), {{float(kHoleX + kHoleR), 0}, {float(kHoleX + kHoleR), t}}, -1, -1);
+  for (int c = 0; c < 6; ++c) proj->setCurveType(c, c < 4 ? 1 : 2);  // 1 visible, 2 hidden
+  const XY pts[4] = {{0, 0}, {float(kPlateW), 0}, {float(kPlateW), t}, {0, t}};
+  for (int p = 0; p < 4; ++p) {
+    proj->point(p).setVertex(pts[p].x, pts[p].y);
+    proj->setPointType(p, 1);
+  }
+  proj->setBoundingBox2D(BoundingBox2D(0.0f, float(kPlateW), 0.0f, t));
+  std::vector<std::vector<double>> snap = {{0, kPlateW}, {0, 0}};
+  proj->setSnapCoord(snap);
+  return {"projection", "Projection drawing: the plate from the front", proj,
+          [proj](std::ostream& out) {
+            std::vector<float> box;
+            proj->getBoundingBox(box);
+            out << "  " << proj->getNumberOfCurves() << " curves (" << 2
+                << " hidden), bounding box " << box[0] << " .. " << box[1] << " x " << box[2]
+                << " .. " << box[3] << "\n";
+          },
+          true};
+}
+
+// A bar on the line from 0 to 4, in two curves meeting at 2.5.
+DemoSample lineSample() {
+  auto bar = std::make_shared<RenderDraw1D>(static_cast<RenderDrawGeom1D::Type1D>(10), 300);
+  bar->setLabel("bar");
+  bar->allocate(2, 3);
+  const float ends[3] = {0.0f, 2.5f, 4.0f};
+  for (int c = 0; c < 2; ++c) {
+    Curve1D& curve = bar->curve(c);
+    curve.allocate(2);
+    curve.setVertex(0, ends[c]);
+    curve.setVertex(1, ends[c + 1]);
+    curve.setBoundingBox1D(BoundingBox1D(ends[c], ends[c + 1]));
+    curve.setValid(true);
+  }
+  for (int p = 0; p < 3; ++p) bar->point(p).setVertex(ends[p]);
+  bar->setBoundingBox1D(BoundingBox1D(0.0f, 4.0f));
+  std::vector<double> snap = {0.0, 2.5, 4.0};
+  bar->setSnapCoord(snap);
+  return {"drawing1d", "1D drawing: a bar in two pieces", bar, [bar](std::ostream& out) {
+            std::vector<int> found;
+            bar->findEntitiesInBox({2.0, 3.0}, 1, false, {0, 1}, found);
+            out << "  length " << bar->getVolume(1, {0, 1}) << "; curves touching [2, 3]: "
+                << found.size() << "\n";
+          }};
+}
+
 // A stress plot on the 4 x 2 plate: two triangles with a value at each corner.
 DemoSample plotSample() {
   using DoubleArrays = PostDataObject::DoubleArrays;
@@ -71,6 +277,9 @@ DemoSample plotSample() {
 
 }  // namespace
 
-std::vector<DemoSample> demoSamples() { return {plotSample(), impressionSample(), symbolSample()}; }
+std::vector<DemoSample> demoSamples() {
+  return {drawingSample(), projectionSample(), lineSample(), plotSample(), impressionSample(),
+          symbolSample()};
+}
 
 }  // namespace dctool

@@ -17,6 +17,7 @@ struct DemoSample {
   std::string title;  // what the sample shows
   std::shared_ptr<nkbase::Serializable> object;
   std::function<void(std::ostream&)> query;  // queries on the sample, printed; may be empty
+  bool picture = false;                      // a 2D drawing that `dctool svg` can draw
 };
 
 std::vector<DemoSample> demoSamples();

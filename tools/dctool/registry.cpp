@@ -13,6 +13,9 @@
 #include "datacarrier/face2d.h"
 #include "datacarrier/impression.h"
 #include "datacarrier/postdataobject.h"
+#include "datacarrier/renderdraw1d.h"
+#include "datacarrier/renderdraw2d.h"
+#include "datacarrier/renderdrawproj2d.h"
 #include "summary.h"
 
 namespace dctool {
@@ -33,8 +36,11 @@ const std::vector<CarrierClass>& carrierClasses() {
   using namespace nkdatacarrier;
   static const std::vector<CarrierClass> classes = {
       // Top-level carriers.
-      entry<Impression>(),
+      entry<RenderDraw1D>(),
+      entry<RenderDraw2D>(),
+      entry<RenderDrawProj2D>(),
       entry<PostDataObject>(),
+      entry<Impression>(),
       // Carriers that travel inside others, and may be written on their own.
       entry<CgSymbolData>(),
       entry<Adjacent>(),
