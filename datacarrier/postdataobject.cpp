@@ -5,6 +5,7 @@
 #include <cmath>
 #include <type_traits>
 
+#include "datacarrier/renderdrawgeom.h"
 #include "qvutil/nkmath.h"
 
 namespace nkdatacarrier {
@@ -594,9 +595,41 @@ void PostDataObject::deform() {
   }
 }
 
-void PostDataObject::fill(RenderDrawGeom&) {
-  // Fills a draw geometry from the plot; completed once the draw geometries exist.
-  DC_RAISE("Unsupported_operation_on_this_type_of_object");
+void PostDataObject::fill(RenderDrawGeom& geometry) {
+  std::vector<std::vector<float>> coords;
+  std::vector<std::vector<int>> elements;
+  geometry.getMLRenderData(coords, elements);  // raises for a geometry without render arrays
+  clear();
+  objectID_ = geometry.getId();
+  if (!geometry.getLabel().empty()) setProperty("label", geometry.getLabel());
+
+  // One vertex array, shared by every group: the merged render positions.
+  auto vertices = std::make_shared<DoubleArrays>(coords.size());
+  auto bounds = std::make_shared<DoubleArrays>(3, DoubleArray{0.0, 0.0});
+  for (std::size_t d = 0; d < coords.size(); ++d) {
+    (*vertices)[d].assign(coords[d].begin(), coords[d].end());
+    if (d < 3 && !coords[d].empty()) {
+      const auto [lo, hi] = std::minmax_element(coords[d].begin(), coords[d].end());
+      (*bounds)[d] = {double(*lo), double(*hi)};
+    }
+  }
+  bounds_ = bounds;
+
+  // The render records, largest first: triangles (positions in elements 5, 6, 7), curve
+  // segments (2, 3) and isolated points (0). Each kind present becomes one group.
+  const int kinds[3][4] = {{5, 6, 7, -1}, {2, 3, -1, -1}, {0, -1, -1, -1}};
+  for (const auto& corners : kinds) {
+    if (static_cast<std::size_t>(corners[0]) >= elements.size() || elements[corners[0]].empty()) {
+      continue;
+    }
+    auto indices = std::make_shared<IntArrays>();
+    for (int k = 0; k < 4 && corners[k] >= 0; ++k) indices->push_back(elements[corners[k]]);
+    addVertices(vertices);
+    addElementIndices(indices);
+    addData(std::make_shared<DoubleArrays>());
+    addDataMax(std::make_shared<DoubleArray>());
+    addDataMin(std::make_shared<DoubleArray>());
+  }
 }
 
 // ---- line probes ----

@@ -187,8 +187,11 @@ class QVDATACARRIER_EXPORT PostDataObject : public nkbase::InPlaceSerializable,
   // Does nothing unless one of the three displacement kinds is present.
   void deform();
 
-  // Fills a draw geometry from the plot. Not available yet: raises
-  // "Unsupported_operation_on_this_type_of_object".
+  // Replaces the plot by the geometry as drawn: its render arrays (merged positions) become
+  // one vertex array shared by a group of triangles, a group of curve segments and a group of
+  // isolated points (each only when present, in that order), with no data yet; the bounds
+  // are those of the positions, the object ID the geometry's, its label the property
+  // "label". Raises the geometry's own error when it has no render arrays.
   void fill(RenderDrawGeom& geometry);
 
   // The line through `a` and `b` (three coordinates each, unbounded both ways) against every

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "datacarrier/postdataobject.h"
+#include "datacarrier/renderdraw2d.h"
 
 using nkdatacarrier::PostDataInfo;
 using nkdatacarrier::PostDataObject;
@@ -271,13 +272,43 @@ TEST(PostDataDeform, AddsDisplacementsInPlaceSkippingNaNAndSetsBoundsAndNormals)
   EXPECT_TRUE(still->getBounds().empty());
 }
 
-TEST(PostDataFill, IsNotAvailableYet) {
-  PostDataObject o;
-  try {
-    alignas(16) char storage[64] = {};  // never touched: fill raises before using its argument
-    o.fill(reinterpret_cast<nkdatacarrier::RenderDrawGeom&>(storage));
-    FAIL() << "fill returned";
-  } catch (const nkbase::Exception& e) {
-    EXPECT_EQ(e.getCode(), "Unsupported_operation_on_this_type_of_object");
-  }
+// A square face of two triangles with one edge curve along its bottom and one isolated point
+// on its corner: render positions merge to the four corners.
+TEST(PostDataFill, TakesTheGeometryAsDrawn) {
+  nkdatacarrier::RenderDraw2D g(static_cast<nkdatacarrier::RenderDrawGeom2D::Type2D>(7), 17);
+  g.setLabel("square");
+  g.allocate(1, 1, 1);
+  nkdatacarrier::Face2D& f = g.face(0);
+  f.allocate(4, 2);
+  f.setVertex(0, 0, 0);
+  f.setVertex(1, 2, 0);
+  f.setVertex(2, 2, 1);
+  f.setVertex(3, 0, 1);
+  f.setTriangle(0, 0, 1, 2);
+  f.setTriangle(1, 0, 2, 3);
+  f.setValid(true);
+  g.curve(0).appendVertex(0, 0);
+  g.curve(0).appendVertex(2, 0);
+  g.curve(0).setValid(true);
+  g.point(0).setVertex(2, 1);
+
+  auto plot = plotWith({{PostDataInfo::DT_VALUE, 0}});
+  plot->fill(g);
+  EXPECT_EQ(plot->getObjectID(), 17);
+  EXPECT_EQ(plot->getProperty("label"), "square");
+  ASSERT_EQ(plot->getGroups(), 3);
+  // Positions in render order (point, curve, face), merged: (2,1), (0,0), (2,0), (0,1).
+  EXPECT_EQ(plot->getVertices(0), (DoubleArrays{{2, 0, 2, 0}, {1, 0, 0, 1}}));
+  EXPECT_EQ(plot->getVerticesPtr(1), plot->getVerticesPtr(0));  // one shared array
+  EXPECT_EQ(plot->getElementIndices(0), (IntArrays{{1, 1}, {2, 0}, {0, 3}}));  // triangles
+  EXPECT_EQ(plot->getElementIndices(1), (IntArrays{{1}, {2}}));                // the segment
+  EXPECT_EQ(plot->getElementIndices(2), (IntArrays{{0}}));                     // the point
+  EXPECT_EQ(plot->getBounds(), (DoubleArrays{{0, 2}, {0, 1}, {0, 0}}));
+
+  // The probe sees the filled triangles: the line through (1.5, 0.5) hits the first one.
+  std::vector<double> params, values;
+  std::vector<std::vector<double>> normals;
+  plot->findLineTriangleIntersections(Array<double, 1>{1.5, 0.5, 1}, Array<double, 1>{1.5, 0.5, -1},
+                                      params, values, normals);
+  EXPECT_EQ(params, (std::vector<double>{0.5}));
 }
