@@ -2,10 +2,24 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdint>
 
 namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(Curve1D, "RenderCurve1D")
+
+namespace {
+
+// Elements reserved ahead for a count read from a stream that cannot tell its length, which
+// therefore could not check the count against its remaining bytes: past this many the array
+// grows as the elements arrive, so a corrupt count takes no memory of its own.
+constexpr int kUncheckedReserve = 1 << 16;
+
+int initialCapacity(const ISerialStream& is, int count) {
+  return is.available() == SIZE_MAX ? std::min(count, kUncheckedReserve) : count;
+}
+
+}  // namespace
 
 Curve1D::Curve1D() = default;
 Curve1D::~Curve1D() = default;
@@ -56,9 +70,13 @@ void Curve1D::deserializeRaw(ISerialStream& is) {
   // An invalid curve in the stream leaves this object's flag and vertices untouched.
   if (!valid) return;
   const int n = DC_READ_COUNT(is, sizeof(float));
-  allocate(n);
-  for (Vertex& v : vertices_)
-    is >> v.x;
+  allocate(0);  // emptied and invalid until every vertex is read
+  vertices_.reserve(static_cast<std::size_t>(initialCapacity(is, n)));
+  for (int i = 0; i < n; ++i) {
+    float x = 0.0f;
+    is >> x;
+    vertices_.push_back(Vertex{x});
+  }
   valid_ = valid;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdint>
 
 #include "datacarrier/closedpath2d.h"
 #include "datacarrier/segmentmath.h"
@@ -19,6 +20,15 @@ inline bool inRange(const int* tri, std::size_t numVertices) {
   return static_cast<std::size_t>(static_cast<unsigned>(tri[0])) < numVertices &&
          static_cast<std::size_t>(static_cast<unsigned>(tri[1])) < numVertices &&
          static_cast<std::size_t>(static_cast<unsigned>(tri[2])) < numVertices;
+}
+
+// Elements reserved ahead for a count read from a stream that cannot tell its length, which
+// therefore could not check the count against its remaining bytes: past this many the array
+// grows as the elements arrive, so a corrupt count takes no memory of its own.
+constexpr int kUncheckedReserve = 1 << 16;
+
+int initialCapacity(const ISerialStream& is, int count) {
+  return is.available() == SIZE_MAX ? std::min(count, kUncheckedReserve) : count;
 }
 
 }  // namespace
@@ -232,11 +242,19 @@ void Face2D::deserializeRaw(ISerialStream& is) {
   }
   const int numVertices = DC_READ_COUNT(is, 2 * sizeof(float));
   const int numTriangles = DC_READ_COUNT(is, 3 * sizeof(int));
-  allocate(numVertices, numTriangles);
-  for (Vertex& v : vertices_)
+  allocate(0, 0);  // emptied and invalid until the whole triangulation is read
+  vertices_.reserve(static_cast<std::size_t>(initialCapacity(is, numVertices)));
+  triangles_.reserve(3 * static_cast<std::size_t>(initialCapacity(is, numTriangles)));
+  for (int i = 0; i < numVertices; ++i) {
+    Vertex v;
     is >> v.x >> v.y;
-  for (int& index : triangles_)
+    vertices_.push_back(v);
+  }
+  for (std::size_t i = 0; i < 3 * static_cast<std::size_t>(numTriangles); ++i) {
+    int index = 0;
     is >> index;
+    triangles_.push_back(index);
+  }
   valid_ = valid;
 }
 

@@ -3,6 +3,29 @@
 // binary form raises "End_of_file_reached" instead of crashing.
 #pragma once
 
+// A test program that defines QVTEST_REFUSE_HUGE_ALLOCATIONS before including this header
+// refuses every single allocation above 1 GiB with std::bad_alloc, as a process short of memory
+// would: a reader that sizes an array by a corrupt count then fails its test instead of taking
+// gigabytes. Only one source file per test program may define it.
+#ifdef QVTEST_REFUSE_HUGE_ALLOCATIONS
+#include <cstdlib>
+#include <new>
+
+// Out of line, like the operators below, so that the compiler does not see malloc() and free()
+// meet the pointers of operator new and delete.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  if (size > (std::size_t(1) << 30)) throw std::bad_alloc();
+  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* p) noexcept {
+  std::free(p);
+}
+[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {
+  std::free(p);
+}
+#endif
+
 #include <gtest/gtest.h>
 
 #include <sstream>

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
+#define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
@@ -57,6 +60,9 @@ TEST(ClosedPath2DSerialization, RefusesBadVersionsCountsAndTruncation) {
   ForgedIStream negative({0, -3});
   ClosedPath2D p;
   EXPECT_THROW(p.deserializeRaw(negative), std::length_error);
+  // A stream that cannot tell its length announces two billion vertices and holds one.
+  ForgedIStream huge({0, INT_MAX, 1.0f, 2.0f});
+  EXPECT_EQ(qvtest::codeOf([&] { p.deserializeRaw(huge); }), "End_of_file_reached");
 
   p.allocate(4);
   qvtest::expectEveryTruncationRaisesEndOfFile(p);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
+#define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
@@ -105,4 +108,8 @@ TEST(Curve1DSerialization, RefusesUnknownVersionsAndTruncation) {
     EXPECT_EQ(s.consumed(), 1u);
   }
   qvtest::expectEveryTruncationRaisesEndOfFile(makeCurve({0, 1, 2}, {0.0f, 2.0f}));
+  // A stream that cannot tell its length announces two billion vertices and holds one.
+  ForgedIStream huge({1, std::string("RenderBoundingBox1D"), 0, 0.0f, 1.0f, true, INT_MAX, 0.5f});
+  Curve1D c;
+  EXPECT_EQ(qvtest::codeOf([&] { c.deserializeRaw(huge); }), "End_of_file_reached");
 }

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
+#define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
@@ -191,6 +194,11 @@ TEST(Curve2DSerialization, RefusesUnknownVersionsBadCountsAndTruncation) {
   negative.add(-1);
   Curve2D c;
   EXPECT_THROW(c.deserializeRaw(negative), std::length_error);
+  // A stream that cannot tell its length announces two billion vertices and holds one.
+  ForgedIStream huge({1});
+  addBox(huge);
+  huge.add(true).add(INT_MAX).add(1.0f).add(2.0f);
+  EXPECT_EQ(qvtest::codeOf([&] { c.deserializeRaw(huge); }), "End_of_file_reached");
 
   c = makeCurve({{0, 0}, {1, 1}, {2, 0}}, {0.0f, 2.0f, 0.0f, 1.0f});
   qvtest::expectEveryTruncationRaisesEndOfFile(c);

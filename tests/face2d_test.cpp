@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 
+#define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
@@ -239,4 +241,15 @@ TEST(Face2DSerialization, TruncatedOrOverlongBinaryStreamsRaiseEndOfFile) {
   BinaryISerialStream is(bytes);
   Face2D r;
   EXPECT_EQ(qvtest::codeOf([&] { r.deserialize(is); }), "End_of_file_reached");
+
+  // A stream that cannot tell its length announces two billion vertices, or triangles, and
+  // holds one.
+  ForgedIStream manyVertices({3});
+  addBox(manyVertices, 0);
+  manyVertices.add(true).add(INT_MAX).add(1).add(0.0f).add(0.0f);
+  EXPECT_EQ(qvtest::codeOf([&] { r.deserializeRaw(manyVertices); }), "End_of_file_reached");
+  ForgedIStream manyTriangles({3});
+  addBox(manyTriangles, 0);
+  manyTriangles.add(true).add(1).add(INT_MAX).add(0.0f).add(0.0f).add(0).add(0).add(0);
+  EXPECT_EQ(qvtest::codeOf([&] { r.deserializeRaw(manyTriangles); }), "End_of_file_reached");
 }
