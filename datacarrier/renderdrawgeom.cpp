@@ -225,6 +225,13 @@ int RenderDrawGeom::appendCurveRecords(std::vector<std::vector<int>>& elements, 
   return first + (numVertices > 0 ? numVertices : 1);
 }
 
+void RenderDrawGeom::makeRoom(std::vector<std::vector<float>>& coords, int end) {
+  const std::size_t size = static_cast<std::size_t>(std::max(end, 0));
+  for (std::vector<float>& direction : coords) {
+    if (direction.size() < size) direction.resize(size, 0.0f);
+  }
+}
+
 void RenderDrawGeom::writeSnapCoords(OSerialStream& os, const std::vector<double>& snap) {
   os.label("Number of snapping points");
   os << static_cast<int>(snap.size());

@@ -189,6 +189,9 @@ class QVDATACARRIER_EXPORT RenderDrawGeom : public nkbase::Serializable, public 
   // still takes one position, which no coordinate fills.
   static int appendCurveRecords(std::vector<std::vector<int>>& elements, int first, int numVertices,
                                 int curveNumber);
+  // The coordinate arrays are sized by the point count; a curve without vertices moves the
+  // positions after it one further, so grows every direction (with 0.0) to hold `end` positions.
+  static void makeRoom(std::vector<std::vector<float>>& coords, int end);
 
   // What the drawing objects (1D, 2D, 3D and the projection drawing) share.
   // A copy of the concrete object, owned by a new pointer.

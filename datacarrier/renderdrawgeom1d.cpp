@@ -117,12 +117,7 @@ bool RenderDrawGeom1D::isInBox(const std::vector<double>& box, int dim, bool ins
 
 void RenderDrawGeom1D::getMLRenderData(std::vector<std::vector<float>>& coords,
                                        std::vector<std::vector<int>>& elements) const {
-  // Every curve without vertices takes a position that no point fills: room for it too.
-  int positions = getMLRenderPointSize();
-  for (const Curve1D& c : curves_) {
-    if (c.getNumberOfVertices() == 0) ++positions;
-  }
-  coords.assign(1, std::vector<float>(static_cast<std::size_t>(positions), 0.0f));
+  coords.assign(1, std::vector<float>(static_cast<std::size_t>(getMLRenderPointSize()), 0.0f));
   elements.assign(5, {});
   std::vector<float>& x = coords[0];
 
@@ -142,6 +137,7 @@ void RenderDrawGeom1D::getMLRenderData(std::vector<std::vector<float>>& coords,
   for (int c = 0; c < getNumberOfCurves(); ++c) {
     const Curve1D& curve = curves_[c];
     const int n = curve.getNumberOfVertices();
+    makeRoom(coords, position + n);
     for (int k = 0; k < n; ++k)
       x[position + k] = curve.getVertex(k).x;
     position = appendCurveRecords(elements, position, n, c + 1);

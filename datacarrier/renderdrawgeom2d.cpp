@@ -310,12 +310,7 @@ int RenderDrawGeom2D::getMLRenderTriSize() const {
 
 void RenderDrawGeom2D::getMLRenderData(std::vector<std::vector<float>>& coords,
                                        std::vector<std::vector<int>>& elements) const {
-  // Every curve without vertices takes a position that no point fills: room for it too.
-  int positions = getMLRenderPointSize();
-  for (const Curve2D& c : curves_) {
-    if (c.getNumberOfVertices() == 0) ++positions;
-  }
-  coords.assign(2, std::vector<float>(static_cast<std::size_t>(positions), 0.0f));
+  coords.assign(2, std::vector<float>(static_cast<std::size_t>(getMLRenderPointSize()), 0.0f));
   elements.assign(9, {});
   std::vector<float>& x = coords[0];
   std::vector<float>& y = coords[1];
@@ -337,6 +332,7 @@ void RenderDrawGeom2D::getMLRenderData(std::vector<std::vector<float>>& coords,
   for (int c = 0; c < getNumberOfCurves(); ++c) {
     const Curve2D& curve = curves_[c];
     const int n = curve.getNumberOfVertices();
+    makeRoom(coords, position + n);
     for (int k = 0; k < n; ++k) {
       x[position + k] = curve.getVertex(k).x;
       y[position + k] = curve.getVertex(k).y;
@@ -351,6 +347,7 @@ void RenderDrawGeom2D::getMLRenderData(std::vector<std::vector<float>>& coords,
     const Face2D& face = faces_[f];
     const int n = face.getNumberOfVertices();
     const Face2D::Vertex* vertices = face.getVertexArray();
+    makeRoom(coords, position + n);
     for (int k = 0; k < n; ++k) {
       x[position + k] = vertices[k].x;
       y[position + k] = vertices[k].y;

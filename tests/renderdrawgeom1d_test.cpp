@@ -187,6 +187,12 @@ TEST(RenderDrawGeom1DRenderExport, CurvesWithoutVerticesStayInBounds) {
   EXPECT_EQ(elements[3], (Ints{2}));
   EXPECT_EQ(elements[4], (Ints{2}));
   EXPECT_TRUE(elements[0].empty());
+
+  // A last curve without vertices takes a position past the end, which adds no coordinate.
+  makeGeometry({{4, 3}, {}}, {}).getMLRenderData(coords, elements);
+  EXPECT_EQ(coords, (std::vector<std::vector<float>>{{4, 3}}));
+  EXPECT_EQ(elements[2], (Ints{0}));
+  EXPECT_EQ(elements[3], (Ints{1}));
 }
 
 TEST(RenderDrawGeom1DSerialization, RoundTripRestoresEverything) {

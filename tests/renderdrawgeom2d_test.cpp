@@ -405,6 +405,15 @@ TEST(RenderDrawGeom2DRenderExport, MalformedEntitiesStayInBounds) {
   EXPECT_EQ(elements[6], (Ints{0, 0}));
   EXPECT_EQ(elements[7], (Ints{0, 0}));
   EXPECT_EQ(elements[8], (Ints{1, 2}));
+
+  // A last curve without vertices, and no face after it: no coordinate is added.
+  RenderDraw2D last;
+  last.allocate(0, 2, 0);
+  last.curve(0) = makeCurve({{2, 2}, {3, 3}});
+  last.getMLRenderData(coords, elements);
+  EXPECT_EQ(coords, (Coords{{2, 3}, {2, 3}}));
+  EXPECT_EQ(elements[2], (Ints{0}));
+  EXPECT_EQ(elements[3], (Ints{1}));
 }
 
 TEST(RenderDrawGeom2DSerialization, AttributeBlockWriteSequence) {
