@@ -120,6 +120,11 @@ TEST(PostDataTriangleProbe, ValueFallsBackToKind19) {
   auto both = plotWith({{PostDataInfo::DT_FALLBACK_VALUE, 1}, {PostDataInfo::DT_VALUE, 0}});
   addGroup(*both, kUnitTriangle, kOneTriangle, data);
   EXPECT_EQ(triangles(*both, a, b).values, Doubles{5});
+  auto neither = plotWith({{PostDataInfo::DT_KIND_4, 1}});
+  addGroup(*neither, kUnitTriangle, kOneTriangle, data);
+  const Doubles values = triangles(*neither, a, b).values;
+  ASSERT_EQ(values.size(), 1u);
+  EXPECT_TRUE(std::isnan(values[0]));
 }
 
 TEST(PostDataTriangleProbe, PlanarGroupsPointUpAndOnlyValidTrianglesAreProbed) {
