@@ -10,9 +10,9 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "carrierstreamchecks.h"
 #include "qvutil/binarystream.h"
 #include "qvutil/textstream.h"
-#include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
 using nkdatacarrier::IDataCarrier;
