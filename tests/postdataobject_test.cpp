@@ -10,9 +10,9 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "carrierstreamchecks.h"
 #include "qvutil/binarystream.h"
 #include "qvutil/textstream.h"
-#include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
 using nkdatacarrier::IDataCarrier;
@@ -219,24 +219,34 @@ TEST(PostDataObjectStream, EmptyObjectWritesZeroCountsAndReadsBackEmpty) {
 TEST(PostDataObjectStream, GroupsAreLabelledAndWrittenAsCountedArrays) {
   PostDataObject o;
   o.addVertices(make_shared<DoubleArrays>(DoubleArrays{{1.5}, {}}));
+  o.setBounds(make_shared<DoubleArrays>(DoubleArrays{{-1}}));
+  o.addElementIndices(make_shared<IntArrays>(IntArrays{{3}}));
+  o.addData(make_shared<DoubleArrays>(DoubleArrays{{2.5}}));
   o.addDataMax(make_shared<Doubles>(Doubles{7}));
+  o.addDataMin(make_shared<Doubles>(Doubles{-7}));
   o.addNormals(make_shared<FloatArrays>(FloatArrays{{0.5f, 1}}));
+  o.addNormalIndices(make_shared<std::vector<int>>(std::vector<int>{4}));
+  o.addBoundaryIndices(make_shared<IntArrays>(IntArrays{{5, 6}}));
+  o.addVerticesDeform(make_shared<DoubleArrays>(DoubleArrays{{0.125}}));
   o.addVertexElems(make_shared<std::vector<int>>(std::vector<int>{-2}));
   o.setProperty("k", "v");
   // clang-format off
   const Lines expected{
       "unsigned 1", "# #vertex groups", "# vertex group",
           "unsigned 2", "unsigned 1", "double 1.5", "unsigned 0",
-      "# bounds", "unsigned 0",
-      "unsigned 0", "# #element index groups",
-      "unsigned 0", "# #data groups",
+      "# bounds", "unsigned 1", "unsigned 1", "double -1",
+      "unsigned 1", "# #element index groups", "# element index group",
+          "unsigned 1", "unsigned 1", "int 3",
+      "unsigned 1", "# #data groups", "# data group", "unsigned 1", "unsigned 1", "double 2.5",
       "unsigned 1", "# #data max", "# data max", "unsigned 1", "double 7",
-      "unsigned 0", "# #data min",
+      "unsigned 1", "# #data min", "# data min", "unsigned 1", "double -7",
       "unsigned 1", "# #normal groups", "# normals",
           "unsigned 1", "unsigned 2", "float 0.5", "float 1",
-      "unsigned 0", "# #normal index groups",
-      "unsigned 0", "# #boundary index groups",
-      "unsigned 0", "# #vertex deformation groups",
+      "unsigned 1", "# #normal index groups", "# normal indices", "unsigned 1", "int 4",
+      "unsigned 1", "# #boundary index groups", "# boundary indices",
+          "unsigned 1", "unsigned 2", "int 5", "int 6",
+      "unsigned 1", "# #vertex deformation groups", "# vertex deformation",
+          "unsigned 1", "unsigned 1", "double 0.125",
       "unsigned 1", "# #vertex element groups", "# vertex elements", "unsigned 1", "int -2",
       "# #property/value pairs", "unsigned 1", "string k", "string v"};
   // clang-format on

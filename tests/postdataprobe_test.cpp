@@ -120,6 +120,11 @@ TEST(PostDataTriangleProbe, ValueFallsBackToKind19) {
   auto both = plotWith({{PostDataInfo::DT_FALLBACK_VALUE, 1}, {PostDataInfo::DT_VALUE, 0}});
   addGroup(*both, kUnitTriangle, kOneTriangle, data);
   EXPECT_EQ(triangles(*both, a, b).values, Doubles{5});
+  auto neither = plotWith({{PostDataInfo::DT_KIND_4, 1}});
+  addGroup(*neither, kUnitTriangle, kOneTriangle, data);
+  const Doubles values = triangles(*neither, a, b).values;
+  ASSERT_EQ(values.size(), 1u);
+  EXPECT_TRUE(std::isnan(values[0]));
 }
 
 TEST(PostDataTriangleProbe, PlanarGroupsPointUpAndOnlyValidTrianglesAreProbed) {
@@ -299,7 +304,7 @@ TEST(PostDataFill, TakesTheGeometryAsDrawn) {
   ASSERT_EQ(plot->getGroups(), 3);
   // Positions in render order (point, curve, face), merged: (2,1), (0,0), (2,0), (0,1).
   EXPECT_EQ(plot->getVertices(0), (DoubleArrays{{2, 0, 2, 0}, {1, 0, 0, 1}}));
-  EXPECT_EQ(plot->getVerticesPtr(1), plot->getVerticesPtr(0));  // one shared array
+  EXPECT_EQ(plot->getVerticesPtr(1), plot->getVerticesPtr(0));                 // one shared array
   EXPECT_EQ(plot->getElementIndices(0), (IntArrays{{1, 1}, {2, 0}, {0, 3}}));  // triangles
   EXPECT_EQ(plot->getElementIndices(1), (IntArrays{{1}, {2}}));                // the segment
   EXPECT_EQ(plot->getElementIndices(2), (IntArrays{{0}}));                     // the point
