@@ -623,7 +623,8 @@ void PostDataObject::fill(RenderDrawGeom& geometry) {
       continue;
     }
     auto indices = std::make_shared<IntArrays>();
-    for (int k = 0; k < 4 && corners[k] >= 0; ++k) indices->push_back(elements[corners[k]]);
+    for (int k = 0; k < 4 && corners[k] >= 0; ++k)
+      indices->push_back(elements[corners[k]]);
     addVertices(vertices);
     addElementIndices(indices);
     addData(std::make_shared<DoubleArrays>());
