@@ -7,6 +7,8 @@
 // total: allocate() first with enough room.
 #pragma once
 
+#include <initializer_list>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -32,6 +34,17 @@ class QVDATACARRIER_EXPORT Adjacent : public nkbase::Serializable {
   void setAdjacent(int source, const std::vector<std::pair<int, int>>& list);
   // The same with orientation 0 for every adjacent.
   void setAdjacent(int source, const std::vector<int>& list);
+  // Braced lists, which would fit both vector overloads equally well: {4, 9}, {1} and {} are
+  // adjacent indices, {{4, 1}} is (adjacent index, orientation) pairs. The pair form is a
+  // template only so that an empty list prefers the index form.
+  void setAdjacent(int source, std::initializer_list<int> list) {
+    setAdjacent(source, std::vector<int>(list));
+  }
+  template <typename Pair = std::pair<int, int>,
+            typename = std::enable_if_t<std::is_same_v<Pair, std::pair<int, int>>>>
+  void setAdjacent(int source, std::initializer_list<Pair> list) {
+    setAdjacent(source, std::vector<std::pair<int, int>>(list.begin(), list.end()));
+  }
   // Replaces the whole content of `target` with a copy of this one.
   void duplicate(Adjacent& target) const;
 

@@ -1,7 +1,9 @@
-// BoundingBox1D: an interval on the x axis kept beside the vertices of 1D curves, so that picking and selection
-// can reject a whole entity with one comparison. Single-precision, stored as given: a box whose
-// minimum exceeds its maximum is kept and then overlaps nothing on that axis.
+// BoundingBox1D: an interval on the x axis kept beside the vertices of 1D curves, so that picking
+// and selection can reject a whole entity with one comparison. Single-precision, stored as given: a
+// box whose minimum exceeds its maximum is kept and then overlaps nothing on that axis.
 #pragma once
+
+#include <type_traits>
 
 #include "datacarrier/datacarrierexport.h"
 #include "datacarrier/serialio.h"
@@ -17,6 +19,11 @@ class QVDATACARRIER_EXPORT BoundingBox1D : public nkbase::Serializable {
   BoundingBox1D(float minX, float maxX);
   // Each bound is rounded to the nearest float; the box is not widened to cover the rounding.
   BoundingBox1D(double minX, double maxX);
+  // Any other mix of numbers (integers, floats beside doubles), which matches neither of the
+  // above better than the other, is taken as doubles.
+  template <typename... T,
+            typename = std::enable_if_t<sizeof...(T) == 2 && (std::is_arithmetic_v<T> && ...)>>
+  BoundingBox1D(T... bounds) : BoundingBox1D(static_cast<double>(bounds)...) {}
   BoundingBox1D(const BoundingBox1D&) = default;
   BoundingBox1D& operator=(const BoundingBox1D&) = default;
   ~BoundingBox1D() override;

@@ -1,7 +1,10 @@
-// BoundingBox2D: an axis-aligned rectangle kept beside the vertices of 2D curves and faces, so that picking and selection
-// can reject a whole entity with one comparison. Single-precision, stored as given: a box whose
-// minimum exceeds its maximum is kept and then overlaps nothing on that axis.
+// BoundingBox2D: an axis-aligned rectangle kept beside the vertices of 2D curves, faces and
+// impressions, so that picking and selection can reject a whole entity with one comparison.
+// Single-precision, stored as given: a box whose minimum exceeds its maximum is kept and then
+// overlaps nothing on that axis.
 #pragma once
+
+#include <type_traits>
 
 #include "datacarrier/datacarrierexport.h"
 #include "datacarrier/serialio.h"
@@ -17,6 +20,11 @@ class QVDATACARRIER_EXPORT BoundingBox2D : public nkbase::Serializable {
   BoundingBox2D(float minX, float maxX, float minY, float maxY);
   // Each bound is rounded to the nearest float; the box is not widened to cover the rounding.
   BoundingBox2D(double minX, double maxX, double minY, double maxY);
+  // Any other mix of numbers (integers, floats beside doubles), which matches neither of the
+  // above better than the other, is taken as doubles.
+  template <typename... T,
+            typename = std::enable_if_t<sizeof...(T) == 4 && (std::is_arithmetic_v<T> && ...)>>
+  BoundingBox2D(T... bounds) : BoundingBox2D(static_cast<double>(bounds)...) {}
   BoundingBox2D(const BoundingBox2D&) = default;
   BoundingBox2D& operator=(const BoundingBox2D&) = default;
   ~BoundingBox2D() override;

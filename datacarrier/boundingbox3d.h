@@ -1,7 +1,10 @@
-// BoundingBox3D: an axis-aligned box kept beside the vertices of 3D curves, sheets, solids and impressions, so that picking and selection
-// can reject a whole entity with one comparison. Single-precision, stored as given: a box whose
-// minimum exceeds its maximum is kept and then overlaps nothing on that axis.
+// BoundingBox3D: an axis-aligned box kept beside the vertices of 3D curves, sheets and solids, so
+// that picking and selection can reject a whole entity with one comparison. Single-precision,
+// stored as given: a box whose minimum exceeds its maximum is kept and then overlaps nothing on
+// that axis.
 #pragma once
+
+#include <type_traits>
 
 #include "datacarrier/datacarrierexport.h"
 #include "datacarrier/serialio.h"
@@ -17,6 +20,11 @@ class QVDATACARRIER_EXPORT BoundingBox3D : public nkbase::Serializable {
   BoundingBox3D(float minX, float maxX, float minY, float maxY, float minZ, float maxZ);
   // Each bound is rounded to the nearest float; the box is not widened to cover the rounding.
   BoundingBox3D(double minX, double maxX, double minY, double maxY, double minZ, double maxZ);
+  // Any other mix of numbers (integers, floats beside doubles), which matches neither of the
+  // above better than the other, is taken as doubles.
+  template <typename... T,
+            typename = std::enable_if_t<sizeof...(T) == 6 && (std::is_arithmetic_v<T> && ...)>>
+  BoundingBox3D(T... bounds) : BoundingBox3D(static_cast<double>(bounds)...) {}
   BoundingBox3D(const BoundingBox3D&) = default;
   BoundingBox3D& operator=(const BoundingBox3D&) = default;
   ~BoundingBox3D() override;

@@ -15,9 +15,12 @@ typename Map::mapped_type valueOr0(const Map& map, const std::string& key) {
   return it == map.end() ? typename Map::mapped_type() : it->second;
 }
 
-// Smallest stream form of one entry: the key's length (4 bytes) and a value of `valueBytes`.
-constexpr std::size_t entryBytes(std::size_t valueBytes) {
-  return 4 + valueBytes;
+// An entry count. Nothing is sized by it, so no bound is needed: a count larger than the stream
+// runs into its end, which raises; a negative one holds no entries, as a loop over it reads none.
+int readEntryCount(ISerialStream& is) {
+  int count = 0;
+  is >> count;
+  return count;
 }
 
 }  // namespace
@@ -93,25 +96,25 @@ void CgSymbolData::deserializeRaw(ISerialStream& is) {
   doubles_.clear();
   vectors_.clear();
   std::string key;
-  const int numIntegers = DC_READ_COUNT(is, entryBytes(4));
+  const int numIntegers = readEntryCount(is);
   for (int i = 0; i < numIntegers; ++i) {
     int value = 0;
     is >> key >> value;
     integers_[key] = value;
   }
-  const int numStrings = DC_READ_COUNT(is, entryBytes(4));
+  const int numStrings = readEntryCount(is);
   for (int i = 0; i < numStrings; ++i) {
     std::string value;
     is >> key >> value;
     strings_[key] = std::move(value);
   }
-  const int numDoubles = DC_READ_COUNT(is, entryBytes(8));
+  const int numDoubles = readEntryCount(is);
   for (int i = 0; i < numDoubles; ++i) {
     double value = 0.0;
     is >> key >> value;
     doubles_[key] = value;
   }
-  const int numVectors = DC_READ_COUNT(is, entryBytes(4));
+  const int numVectors = readEntryCount(is);
   for (int i = 0; i < numVectors; ++i) {
     std::vector<double> values;
     is >> key >> values;

@@ -15,6 +15,8 @@ constexpr unsigned kMaxReserve = 1u << 22;
 // so a clamped cell still covers every point that can match.
 constexpr double kMaxCell = 4.0e18;
 constexpr std::uint32_t kNone = UINT32_MAX;
+// Narrowest cell: its inverse (1e300) stays finite.
+constexpr double kMinCellWidth = 1e-300;
 
 constexpr std::uint64_t kTagMask = 0xffffffff00000000ULL;
 
@@ -27,13 +29,18 @@ CoordHashMap::CoordHashMap(unsigned dim, double maxAbsCoord, unsigned sizeHint, 
   tol_ = matchTolerance * scale;
   const double cell = cellTolerance * scale;
   neverMatch_ = !(tol_ >= 0.0);
-  if (tol_ > 0.0 && std::isfinite(tol_)) {
+  if (tol_ > 0.0) {
     // The grid follows the cell hint within [2, 16] tolerances. At least twice the tolerance
     // keeps a stored point in at most two cells per axis (one, mostly, the wider the cell); at
     // most sixteen times keeps the points that can share a cell (pairwise non-matching, so at
     // most 17 per axis) few, so a dense cluster costs a bounded scan, never a quadratic one.
     cellWidth_ = std::clamp(std::isfinite(cell) ? cell : 0.0, 2.0 * tol_, 16.0 * tol_);
-    inverseWidth_ = 1.0 / cellWidth_;
+    // A subnormal tolerance would make the inverse infinite (and 0 * inf a NaN cell): any
+    // width is correct, so take one whose inverse is finite.
+    cellWidth_ = std::max(cellWidth_, kMinCellWidth);
+    // A width that overflows (a tolerance near the largest double, or infinite) leaves one
+    // cell for every point: inverseWidth_ 0 selects it in cellOf.
+    inverseWidth_ = std::isfinite(cellWidth_) ? 1.0 / cellWidth_ : 0.0;
   }
   // A hint of 2^31 or more is the unsigned image of a negative count: no hint at all.
   const unsigned reserve = sizeHint >= (1u << 31) ? 0 : std::min(sizeHint, kMaxReserve);
@@ -54,6 +61,7 @@ std::int64_t CoordHashMap::cellOf(double x) const {
     std::memcpy(&bits, &x, sizeof bits);
     return bits;
   }
+  if (inverseWidth_ == 0.0) return 0;  // one cell: x * 0 would be NaN for x = +-inf
   // floor() without a library call: truncate, then step down for negative fractions.
   const double c = std::clamp(x * inverseWidth_, -kMaxCell, kMaxCell);
   const std::int64_t t = static_cast<std::int64_t>(c);

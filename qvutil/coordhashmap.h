@@ -54,7 +54,7 @@ class QVUTIL_EXPORT CoordHashMap {
   unsigned dim_;
   double tol_;                  // match tolerance, absolute
   double cellWidth_ = 0.0;      // 0: a cell is the exact coordinates (tolerance 0)
-  double inverseWidth_ = 0.0;
+  double inverseWidth_ = 0.0;   // 0 with a positive width: one cell holds every point
   bool neverMatch_ = false;     // a negative or NaN tolerance matches nothing
   // Every stored point is an entry, numbered in insertion order. Its record holds the
   // coordinates and then the index, side by side so that a match costs one memory access;

@@ -61,6 +61,27 @@ TEST(Adjacent, RunsAreFilledInCallOrder) {
   EXPECT_EQ(adj.getTotalAdjacents()[2], 1);
 }
 
+TEST(Adjacent, BracedListsOfIndicesAreRuns) {
+  // A braced list of one index or none fits both vector overloads equally well.
+  Adjacent adj;
+  adj.allocate(3, 3);
+  adj.setAdjacent(2, {4, 9});
+  adj.setAdjacent(0, {1});
+  adj.setAdjacent(1, {});
+  EXPECT_EQ(adj.getStartIndexInTotalArray(0), 2);
+  EXPECT_EQ(adj.getAdjacents(0)[0], 1);
+  EXPECT_EQ(adj.getAdjacentOrientations(0)[0], 0);
+  EXPECT_EQ(adj.getAdjacents(1), nullptr);
+  EXPECT_EQ(adj.getAdjacents(2)[1], 9);
+
+  adj.allocate(2, 3);
+  adj.setAdjacent(0, {{7, -1}});  // one (index, orientation) pair
+  adj.setAdjacent(1, {{8, 2}, {6, 1}});
+  EXPECT_EQ(adj.getAdjacentOrientations(0)[0], -1);
+  EXPECT_EQ(adj.getAdjacents(1)[1], 6);
+  EXPECT_EQ(adj.getAdjacentOrientations(1)[0], 2);
+}
+
 TEST(Adjacent, ReallocationResetsSourcesButKeepsValues) {
   Adjacent adj;
   adj.allocate(1, 2);

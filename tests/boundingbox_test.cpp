@@ -77,6 +77,18 @@ TEST(BoundingBox, DoubleConstructorsRoundToTheNearestFloat) {
   EXPECT_EQ(copy.getMaxZ(), 6.0f);
 }
 
+TEST(BoundingBox, IntegerAndMixedArgumentsAreTakenAsDoubles) {
+  // Neither the float nor the double constructor is a better match for these.
+  const BoundingBox2D ints(0, 1, -2, 3);
+  EXPECT_EQ(ints.getMinX(), 0.0f);
+  EXPECT_EQ(ints.getMaxY(), 3.0f);
+  const BoundingBox1D mixed(0.5f, 0.1);
+  EXPECT_EQ(mixed.getMaxX(), 0.1f);
+  const BoundingBox3D big(16777217, 1, 0.25f, 0.3, 0, 0);  // 2^24 + 1 has no float
+  EXPECT_EQ(big.getMinX(), 16777216.0f);
+  EXPECT_EQ(big.getMaxY(), 0.3f);
+}
+
 TEST(BoundingBox, WritesVersionThenLabelledBounds) {
   qvtest::RecordingOStream out;
   nkbase::Prop prop;

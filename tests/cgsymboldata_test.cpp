@@ -121,7 +121,7 @@ TEST(CgSymbolDataBadInput, EveryTruncationRaises) {
   }
 }
 
-TEST(CgSymbolDataBadInput, CorruptCountsRaiseBeforeReadingEntries) {
+TEST(CgSymbolDataBadInput, CountsBeyondTheStreamRaiseEndOfFile) {
   // Version 1 and an integer count of two billion in a twelve-byte stream.
   BinaryOSerialStream os;
   os << 1u << 2000000000 << 0;
@@ -133,6 +133,16 @@ TEST(CgSymbolDataBadInput, CorruptCountsRaiseBeforeReadingEntries) {
   } catch (const nkbase::Exception& e) {
     EXPECT_EQ(e.getCode(), "End_of_file_reached");
   }
-  ForgedIStream negative({1, 0, -1});
-  EXPECT_THROW(bag.deserializeRaw(negative), std::length_error);
+}
+
+TEST(CgSymbolDataBadInput, NegativeCountsHoldNoEntries) {
+  // Reading never raises on its own account: a negative count is a map with no entries.
+  ForgedIStream negative({1, -1, -5, 1, std::string("d"), 2.5, -2147483647 - 1});
+  CgSymbolData bag;
+  bag.setInt("old", 1);
+  EXPECT_NO_THROW(bag.deserializeRaw(negative));
+  EXPECT_EQ(negative.consumed(), negative.size());
+  EXPECT_FALSE(bag.got("old"));
+  EXPECT_TRUE(bag.got("d"));
+  EXPECT_EQ(bag.getDouble("d"), 2.5);
 }

@@ -159,3 +159,33 @@ TEST(CoordHashMap, HugeCoordinatesAreMergedCorrectly) {
 }
 
 }  // namespace
+
+namespace {
+
+// Tolerances at the ends of the double range: an infinite one matches every finite point, a
+// huge one every point that is not farther than it, a subnormal one only points that close.
+TEST(CoordHashMap, ExtremeTolerancesFollowTheMatchingRule) {
+  const double inf = std::numeric_limits<double>::infinity();
+  CoordHashMap everything(2, 0.0, 0, false, inf, 0.0);
+  const double origin[] = {0.0, 0.0}, far[] = {-1e300, 7e299};
+  everything.insert(origin, 1, true);
+  auto r = everything.insert(far, 2, true);
+  EXPECT_FALSE(r.second);
+  EXPECT_EQ(*r.first, 1);
+
+  CoordHashMap huge(1, 0.0, 0, false, 1e308, 1e308);  // twice the tolerance overflows
+  const double low[] = {-1e308}, high[] = {1e308}, mid[] = {5e307};
+  huge.insert(low, 1, true);
+  EXPECT_TRUE(huge.insert(high, 2, true).second);  // 2e308 apart: farther than the tolerance
+  auto m = huge.insert(mid, 3, true);              // 1.5e308 from low, 5e307 from high
+  EXPECT_FALSE(m.second);
+  EXPECT_EQ(*m.first, 2);
+
+  CoordHashMap tiny(1, 0.0, 0, false, 1e-320, 1e-320);
+  const double zero[] = {0.0}, near[] = {5e-321}, apart[] = {2e-320};
+  tiny.insert(zero, 1, true);
+  EXPECT_FALSE(tiny.insert(near, 2, true).second);
+  EXPECT_TRUE(tiny.insert(apart, 3, true).second);
+}
+
+}  // namespace
