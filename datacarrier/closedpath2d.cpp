@@ -7,19 +7,6 @@ namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(ClosedPath2D, "RenderClosedPath2D")
 
-namespace {
-
-// Elements reserved ahead for a count read from a stream that cannot tell its length, which
-// therefore could not check the count against its remaining bytes: past this many the array
-// grows as the elements arrive, so a corrupt count takes no memory of its own.
-constexpr int kUncheckedReserve = 1 << 16;
-
-int initialCapacity(const ISerialStream& is, int count) {
-  return is.available() == SIZE_MAX ? std::min(count, kUncheckedReserve) : count;
-}
-
-}  // namespace
-
 ClosedPath2D::ClosedPath2D() = default;
 ClosedPath2D::~ClosedPath2D() = default;
 
@@ -39,7 +26,7 @@ void ClosedPath2D::deserializeRaw(ISerialStream& is) {
   DC_READ_VERSION(is, 0, VERSION);
   const int n = DC_READ_COUNT(is, 2 * sizeof(float));
   vertices_.clear();
-  vertices_.reserve(static_cast<std::size_t>(initialCapacity(is, n)));
+  vertices_.reserve(serialio::initialCapacity(is, n));
   for (int i = 0; i < n; ++i) {
     Vertex v;
     is >> v.x >> v.y;

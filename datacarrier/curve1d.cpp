@@ -8,19 +8,6 @@ namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(Curve1D, "RenderCurve1D")
 
-namespace {
-
-// Elements reserved ahead for a count read from a stream that cannot tell its length, which
-// therefore could not check the count against its remaining bytes: past this many the array
-// grows as the elements arrive, so a corrupt count takes no memory of its own.
-constexpr int kUncheckedReserve = 1 << 16;
-
-int initialCapacity(const ISerialStream& is, int count) {
-  return is.available() == SIZE_MAX ? std::min(count, kUncheckedReserve) : count;
-}
-
-}  // namespace
-
 Curve1D::Curve1D() = default;
 Curve1D::~Curve1D() = default;
 
@@ -71,7 +58,7 @@ void Curve1D::deserializeRaw(ISerialStream& is) {
   if (!valid) return;
   const int n = DC_READ_COUNT(is, sizeof(float));
   allocate(0);  // emptied and invalid until every vertex is read
-  vertices_.reserve(static_cast<std::size_t>(initialCapacity(is, n)));
+  vertices_.reserve(serialio::initialCapacity(is, n));
   for (int i = 0; i < n; ++i) {
     float x = 0.0f;
     is >> x;

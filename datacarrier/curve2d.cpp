@@ -11,19 +11,6 @@ namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(Curve2D, "RenderCurve2D")
 
-namespace {
-
-// Elements reserved ahead for a count read from a stream that cannot tell its length, which
-// therefore could not check the count against its remaining bytes: past this many the array
-// grows as the elements arrive, so a corrupt count takes no memory of its own.
-constexpr int kUncheckedReserve = 1 << 16;
-
-int initialCapacity(const ISerialStream& is, int count) {
-  return is.available() == SIZE_MAX ? std::min(count, kUncheckedReserve) : count;
-}
-
-}  // namespace
-
 Curve2D::Curve2D() = default;
 Curve2D::~Curve2D() = default;
 
@@ -129,7 +116,7 @@ void Curve2D::deserializeRaw(ISerialStream& is) {
   // vertices and side domains stay as they were.
   if (!valid) return;
   const int n = DC_READ_COUNT(is, 2 * sizeof(float));
-  reserve(initialCapacity(is, n));
+  reserve(static_cast<int>(serialio::initialCapacity(is, n)));
   for (int i = 0; i < n; ++i) {
     float x = 0.0f;
     float y = 0.0f;

@@ -22,15 +22,6 @@ inline bool inRange(const int* tri, std::size_t numVertices) {
          static_cast<std::size_t>(static_cast<unsigned>(tri[2])) < numVertices;
 }
 
-// Elements reserved ahead for a count read from a stream that cannot tell its length, which
-// therefore could not check the count against its remaining bytes: past this many the array
-// grows as the elements arrive, so a corrupt count takes no memory of its own.
-constexpr int kUncheckedReserve = 1 << 16;
-
-int initialCapacity(const ISerialStream& is, int count) {
-  return is.available() == SIZE_MAX ? std::min(count, kUncheckedReserve) : count;
-}
-
 }  // namespace
 
 Face2D::Face2D() = default;
@@ -243,8 +234,8 @@ void Face2D::deserializeRaw(ISerialStream& is) {
   const int numVertices = DC_READ_COUNT(is, 2 * sizeof(float));
   const int numTriangles = DC_READ_COUNT(is, 3 * sizeof(int));
   allocate(0, 0);  // emptied and invalid until the whole triangulation is read
-  vertices_.reserve(static_cast<std::size_t>(initialCapacity(is, numVertices)));
-  triangles_.reserve(3 * static_cast<std::size_t>(initialCapacity(is, numTriangles)));
+  vertices_.reserve(serialio::initialCapacity(is, numVertices));
+  triangles_.reserve(3 * serialio::initialCapacity(is, numTriangles));
   for (int i = 0; i < numVertices; ++i) {
     Vertex v;
     is >> v.x >> v.y;

@@ -11,8 +11,6 @@ namespace {
 
 // Bytes of one vertex in the stream: two floats.
 constexpr std::size_t kVertexBytes = 8;
-// Reservation cap for a count that a stream of unknown length cannot vouch for.
-constexpr std::size_t kUnboundedReserve = std::size_t(1) << 16;
 
 }  // namespace
 
@@ -50,9 +48,8 @@ void Impression::deserializeRaw(ISerialStream& is) {
   DC_READ_VERSION(is, 0, VERSION);
   box_.deserialize(is);
   const int count = DC_READ_COUNT(is, kVertexBytes);
-  const std::size_t n = static_cast<std::size_t>(count);
   vertices_.clear();
-  vertices_.reserve(is.available() == SIZE_MAX ? std::min(n, kUnboundedReserve) : n);
+  vertices_.reserve(serialio::initialCapacity(is, count));
   // Deliberately consumed and dropped: this format version's reader leaves the vertex array
   // empty, and callers rely on zero lines after reading.
   for (int i = 0; i < count; ++i) {

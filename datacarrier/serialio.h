@@ -2,6 +2,7 @@
 // check, the guarded count read and the framing of nested carriers exist once.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -58,6 +59,15 @@ inline int readCount(ISerialStream& is, std::size_t minBytes, const char* file, 
                    " bytes left");
   }
   return count;
+}
+
+// How many of `count` elements to reserve before reading them. A stream that knows its length
+// has already vouched for the count (readCount); one that does not might hold a corrupt count,
+// so the reservation stops at 65,536 and the array grows as the elements arrive.
+inline std::size_t initialCapacity(const ISerialStream& is, int count) {
+  constexpr int kUncheckedReserve = 1 << 16;
+  const int n = is.available() == SIZE_MAX ? std::min(count, kUncheckedReserve) : count;
+  return n > 0 ? static_cast<std::size_t>(n) : 0;
 }
 
 // Writes a contained carrier: its heading, the framed object, the empty label that closes it.
