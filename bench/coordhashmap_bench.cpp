@@ -24,8 +24,10 @@ const std::vector<P>& points() {
     std::uniform_real_distribution<double> u(-100.0, 100.0);
     std::vector<P> v;
     v.reserve(kPoints);
-    for (int i = 0; i < kPoints / 2; ++i) v.push_back({u(rng), u(rng), u(rng)});
-    for (int i = 0; i < kPoints / 2; ++i) v.push_back(v[i]);
+    for (int i = 0; i < kPoints / 2; ++i)
+      v.push_back({u(rng), u(rng), u(rng)});
+    for (int i = 0; i < kPoints / 2; ++i)
+      v.push_back(v[i]);
     std::shuffle(v.begin(), v.end(), rng);
     return v;
   }();
@@ -38,7 +40,8 @@ void BM_CoordHashMap(benchmark::State& state) {
   for (auto _ : state) {
     // The parameters with which the draw geometries merge their render points.
     CoordHashMap map(3, 100.0, kPoints, true, 2e-7, 0.001);
-    for (int i = 0; i < kPoints; ++i) map.insert(pts[i].data(), i, true);
+    for (int i = 0; i < kPoints; ++i)
+      map.insert(pts[i].data(), i, true);
     unique = map.size();
   }
   state.counters["unique"] = static_cast<double>(unique);
@@ -63,7 +66,8 @@ void BM_UnorderedMapExact(benchmark::State& state) {
   for (auto _ : state) {
     std::unordered_map<P, int, PointHash> map;
     map.reserve(kPoints);
-    for (int i = 0; i < kPoints; ++i) map.emplace(pts[i], i);
+    for (int i = 0; i < kPoints; ++i)
+      map.emplace(pts[i], i);
     unique = map.size();
   }
   state.counters["unique"] = static_cast<double>(unique);

@@ -20,7 +20,8 @@ const std::vector<std::string>& strings() {
   static const std::vector<std::string> s = [] {
     std::vector<std::string> v;
     v.reserve(kStrings);
-    for (int i = 0; i < kStrings; ++i) v.push_back("entity label " + std::to_string(i));
+    for (int i = 0; i < kStrings; ++i)
+      v.push_back("entity label " + std::to_string(i));
     return v;
   }();
   return s;
@@ -29,7 +30,8 @@ const std::vector<std::string>& strings() {
 template <typename T>
 std::vector<T> values() {
   std::vector<T> v(kScalars);
-  for (int i = 0; i < kScalars; ++i) v[i] = static_cast<T>(i) * T(3) / T(2);
+  for (int i = 0; i < kScalars; ++i)
+    v[i] = static_cast<T>(i) * T(3) / T(2);
   return v;
 }
 
@@ -38,7 +40,8 @@ void BM_Write(benchmark::State& state) {
   const std::vector<T> v = values<T>();
   for (auto _ : state) {
     BinaryOSerialStream out;
-    for (T x : v) out << x;
+    for (T x : v)
+      out << x;
     benchmark::DoNotOptimize(out.getBuffer().data());
   }
   state.SetBytesProcessed(state.iterations() * int64_t(kScalars) * int64_t(sizeof(T)));
@@ -48,10 +51,12 @@ template <typename T>
 void BM_WriteReused(benchmark::State& state) {
   const std::vector<T> v = values<T>();
   BinaryOSerialStream out;
-  for (T x : v) out << x;
+  for (T x : v)
+    out << x;
   for (auto _ : state) {
     out.clear();
-    for (T x : v) out << x;
+    for (T x : v)
+      out << x;
     benchmark::DoNotOptimize(out.getBuffer().data());
   }
   state.SetBytesProcessed(state.iterations() * int64_t(kScalars) * int64_t(sizeof(T)));
@@ -61,12 +66,14 @@ template <typename T>
 void BM_Read(benchmark::State& state) {
   const std::vector<T> v = values<T>();
   BinaryOSerialStream out;
-  for (T x : v) out << x;
+  for (T x : v)
+    out << x;
   const std::vector<char>& bytes = out.getBuffer();
   std::vector<T> back(kScalars);
   for (auto _ : state) {
     BinaryISerialStream in(bytes);
-    for (T& x : back) in >> x;
+    for (T& x : back)
+      in >> x;
     benchmark::DoNotOptimize(back.data());
   }
   state.SetBytesProcessed(state.iterations() * int64_t(kScalars) * int64_t(sizeof(T)));
@@ -99,7 +106,8 @@ void BM_WriteStrings(benchmark::State& state) {
   std::size_t bytes = 0;
   for (auto _ : state) {
     BinaryOSerialStream out;
-    for (const auto& x : s) out << x;
+    for (const auto& x : s)
+      out << x;
     bytes = out.getBuffer().size();
     benchmark::DoNotOptimize(out.getBuffer().data());
   }
@@ -109,11 +117,13 @@ void BM_WriteStrings(benchmark::State& state) {
 void BM_WriteStringsReused(benchmark::State& state) {
   const auto& s = strings();
   BinaryOSerialStream out;
-  for (const auto& x : s) out << x;
+  for (const auto& x : s)
+    out << x;
   const std::size_t bytes = out.getBuffer().size();
   for (auto _ : state) {
     out.clear();
-    for (const auto& x : s) out << x;
+    for (const auto& x : s)
+      out << x;
     benchmark::DoNotOptimize(out.getBuffer().data());
   }
   state.SetBytesProcessed(state.iterations() * int64_t(bytes));
@@ -122,12 +132,14 @@ void BM_WriteStringsReused(benchmark::State& state) {
 void BM_ReadStrings(benchmark::State& state) {
   const auto& s = strings();
   BinaryOSerialStream out;
-  for (const auto& x : s) out << x;
+  for (const auto& x : s)
+    out << x;
   const std::vector<char>& bytes = out.getBuffer();
   std::vector<std::string> back(kStrings);
   for (auto _ : state) {
     BinaryISerialStream in(bytes);
-    for (auto& x : back) in >> x;
+    for (auto& x : back)
+      in >> x;
     benchmark::DoNotOptimize(back.data());
   }
   state.SetBytesProcessed(state.iterations() * int64_t(bytes.size()));

@@ -103,7 +103,8 @@ void Adjacent::deserializeRaw(ISerialStream& is) {
   const int sources = DC_READ_COUNT(is, 8);
   const int total = DC_READ_COUNT(is, version == 0 ? 4 : 8);
   allocate(sources, total);
-  for (auto& [start, count] : sources_) is >> start >> count;
+  for (auto& [start, count] : sources_)
+    is >> start >> count;
   for (int i = 0; i < total; ++i) {
     is >> adjacents_[i];
     if (version >= 1) {

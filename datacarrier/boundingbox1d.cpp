@@ -15,7 +15,9 @@ BoundingBox1D::BoundingBox1D(double minX, double maxX)
 
 BoundingBox1D::~BoundingBox1D() = default;
 
-bool BoundingBox1D::intersects(const BoundingBox1D& other) const { return boxfields::overlap(v_, other.v_, 1); }
+bool BoundingBox1D::intersects(const BoundingBox1D& other) const {
+  return boxfields::overlap(v_, other.v_, 1);
+}
 
 void BoundingBox1D::serializeRaw(OSerialStream& os, nkbase::Prop&) const {
   os << VERSION;

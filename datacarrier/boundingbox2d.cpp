@@ -8,14 +8,18 @@ DC_DEFINE_CLASS_IDENTITY(BoundingBox2D, "RenderBoundingBox2D")
 
 BoundingBox2D::BoundingBox2D() : v_{} {}
 
-BoundingBox2D::BoundingBox2D(float minX, float maxX, float minY, float maxY) : v_{minX, maxX, minY, maxY} {}
+BoundingBox2D::BoundingBox2D(float minX, float maxX, float minY, float maxY)
+    : v_{minX, maxX, minY, maxY} {}
 
 BoundingBox2D::BoundingBox2D(double minX, double maxX, double minY, double maxY)
-    : v_{static_cast<float>(minX), static_cast<float>(maxX), static_cast<float>(minY), static_cast<float>(maxY)} {}
+    : v_{static_cast<float>(minX), static_cast<float>(maxX), static_cast<float>(minY),
+         static_cast<float>(maxY)} {}
 
 BoundingBox2D::~BoundingBox2D() = default;
 
-bool BoundingBox2D::intersects(const BoundingBox2D& other) const { return boxfields::overlap(v_, other.v_, 2); }
+bool BoundingBox2D::intersects(const BoundingBox2D& other) const {
+  return boxfields::overlap(v_, other.v_, 2);
+}
 
 bool BoundingBox2D::pointInside(double x, double y) const {
   return x >= double(v_[0]) && double(v_[1]) >= x && y >= double(v_[2]) && double(v_[3]) >= y;

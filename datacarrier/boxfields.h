@@ -30,7 +30,8 @@ inline void write(OSerialStream& os, const float* v, int count) {
 }
 
 inline void read(ISerialStream& is, float* v, int count) {
-  for (int i = 0; i < count; ++i) is >> v[i];
+  for (int i = 0; i < count; ++i)
+    is >> v[i];
 }
 
 }  // namespace boxfields

@@ -11,7 +11,10 @@ class QVDATACARRIER_EXPORT Point2D {
     float x = 0.0f, y = 0.0f;
   };
 
-  void setVertex(float x, float y) { v_.x = x; v_.y = y; }
+  void setVertex(float x, float y) {
+    v_.x = x;
+    v_.y = y;
+  }
   const Vertex& getVertex() const { return v_; }
   // Always true: a point has no invalid state, but answers the same question as curves and faces.
   bool isValid() const { return true; }

@@ -14,11 +14,12 @@ namespace nkdatacarrier {
 inline std::string moduleNameOf(const char* file) {
   std::string path(file);
   const std::size_t slash = path.find_last_of('/');
-  const std::size_t dir = slash == std::string::npos ? std::string::npos
-                                                     : path.find_last_of('/', slash - 1);
+  const std::size_t dir =
+      slash == std::string::npos ? std::string::npos : path.find_last_of('/', slash - 1);
   std::string module = dir == std::string::npos ? path : path.substr(dir + 1);
   const std::string cpp = ".cpp";
-  if (module.size() > cpp.size() && module.compare(module.size() - cpp.size(), cpp.size(), cpp) == 0) {
+  if (module.size() > cpp.size() &&
+      module.compare(module.size() - cpp.size(), cpp.size(), cpp) == 0) {
     module.resize(module.size() - cpp.size());
   }
   return module;

@@ -14,18 +14,24 @@
 
 // Declares the class identity of a serializable carrier: its format version and its class-ID
 // string (getStaticClassID, isStaticClassID compared byte for byte, and the virtual getClassID).
-#define DC_DECLARE_CLASS_IDENTITY(version)                     \
- public:                                                       \
-  static constexpr unsigned int VERSION = version;             \
-  static std::string getStaticClassID();                       \
-  static bool isStaticClassID(const std::string& id);          \
+#define DC_DECLARE_CLASS_IDENTITY(version)            \
+ public:                                              \
+  static constexpr unsigned int VERSION = version;    \
+  static std::string getStaticClassID();              \
+  static bool isStaticClassID(const std::string& id); \
   std::string getClassID() const override;
 
 // Defines what DC_DECLARE_CLASS_IDENTITY declared, in the class's source file.
-#define DC_DEFINE_CLASS_IDENTITY(Class, idString)                                     \
-  std::string Class::getStaticClassID() { return idString; }                          \
-  bool Class::isStaticClassID(const std::string& id) { return id == idString; }       \
-  std::string Class::getClassID() const { return getStaticClassID(); }
+#define DC_DEFINE_CLASS_IDENTITY(Class, idString)      \
+  std::string Class::getStaticClassID() {              \
+    return idString;                                   \
+  }                                                    \
+  bool Class::isStaticClassID(const std::string& id) { \
+    return id == idString;                             \
+  }                                                    \
+  std::string Class::getClassID() const {              \
+    return getStaticClassID();                         \
+  }
 
 namespace nkdatacarrier {
 
@@ -54,9 +60,9 @@ inline int readCount(ISerialStream& is, std::size_t minBytes, const char* file, 
   if (count < 0) throw std::length_error("negative element count " + std::to_string(count));
   const std::size_t left = is.available();
   if (left != SIZE_MAX && minBytes > 0 && static_cast<std::size_t>(count) > left / minBytes) {
-    raiseError(file, line, nkbase::kEndOfFileReached,
-               std::to_string(count) + " elements announced, " + std::to_string(left) +
-                   " bytes left");
+    raiseError(
+        file, line, nkbase::kEndOfFileReached,
+        std::to_string(count) + " elements announced, " + std::to_string(left) + " bytes left");
   }
   return count;
 }
@@ -80,8 +86,8 @@ inline void writeNested(OSerialStream& os, nkbase::Prop& prop, const char* headi
 
 // The head that curves and faces share after their version: the nested bounding box, then the
 // validity flag "is valid".
-inline void writeBoxAndFlag(OSerialStream& os, nkbase::Prop& prop,
-                            const nkbase::Serializable& box, bool valid) {
+inline void writeBoxAndFlag(OSerialStream& os, nkbase::Prop& prop, const nkbase::Serializable& box,
+                            bool valid) {
   writeNested(os, prop, "Bounding box", box);
   os << valid;
   os.label("is valid");

@@ -103,11 +103,21 @@ char* BinaryOSerialStream::reserve(std::size_t n) {
 }
 
 void BinaryOSerialStream::label(const std::string&) {}
-void BinaryOSerialStream::writeInt(int v) { storeLE(reserve(4), v); }
-void BinaryOSerialStream::writeUnsigned(unsigned int v) { storeLE(reserve(4), v); }
-void BinaryOSerialStream::writeFloat(float v) { storeLE(reserve(4), v); }
-void BinaryOSerialStream::writeDouble(double v) { storeLE(reserve(8), v); }
-void BinaryOSerialStream::writeBool(bool v) { *reserve(1) = v ? 1 : 0; }
+void BinaryOSerialStream::writeInt(int v) {
+  storeLE(reserve(4), v);
+}
+void BinaryOSerialStream::writeUnsigned(unsigned int v) {
+  storeLE(reserve(4), v);
+}
+void BinaryOSerialStream::writeFloat(float v) {
+  storeLE(reserve(4), v);
+}
+void BinaryOSerialStream::writeDouble(double v) {
+  storeLE(reserve(8), v);
+}
+void BinaryOSerialStream::writeBool(bool v) {
+  *reserve(1) = v ? 1 : 0;
+}
 
 void BinaryOSerialStream::writeString(const std::string& v) {
   writeUnsigned(static_cast<unsigned int>(v.size()));
@@ -130,8 +140,8 @@ BinaryISerialStream::BinaryISerialStream(std::vector<char>&& data) : owned_(std:
 }
 
 BinaryISerialStream::BinaryISerialStream(std::istream& in)
-    : BinaryISerialStream(
-          std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())) {}
+    : BinaryISerialStream(std::vector<char>(std::istreambuf_iterator<char>(in),
+                                            std::istreambuf_iterator<char>())) {}
 
 std::size_t BinaryISerialStream::available() const {
   return static_cast<std::size_t>(windowEnd_ - windowPos_);
@@ -149,17 +159,27 @@ const char* BinaryISerialStream::take(std::size_t n) {
   return p;
 }
 
-void BinaryISerialStream::readInt(int& v) { v = loadLE<int>(take(4)); }
-void BinaryISerialStream::readUnsigned(unsigned int& v) { v = loadLE<unsigned int>(take(4)); }
-void BinaryISerialStream::readFloat(float& v) { v = loadLE<float>(take(4)); }
-void BinaryISerialStream::readDouble(double& v) { v = loadLE<double>(take(8)); }
-void BinaryISerialStream::readBool(bool& v) { v = *take(1) != 0; }
+void BinaryISerialStream::readInt(int& v) {
+  v = loadLE<int>(take(4));
+}
+void BinaryISerialStream::readUnsigned(unsigned int& v) {
+  v = loadLE<unsigned int>(take(4));
+}
+void BinaryISerialStream::readFloat(float& v) {
+  v = loadLE<float>(take(4));
+}
+void BinaryISerialStream::readDouble(double& v) {
+  v = loadLE<double>(take(8));
+}
+void BinaryISerialStream::readBool(bool& v) {
+  v = *take(1) != 0;
+}
 
 void BinaryISerialStream::readString(std::string& v) {
   const char* start = windowPos_;
   const unsigned int n = loadLE<unsigned int>(take(4));
   if (available() < n) {
-    windowPos_ = start;  // leave the position where the string began
+    windowPos_ = start;                     // leave the position where the string began
     take(static_cast<std::size_t>(n) + 4);  // raises with the offset of the string
   }
   v.assign(take(n), n);

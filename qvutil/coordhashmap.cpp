@@ -47,7 +47,8 @@ CoordHashMap::CoordHashMap(unsigned dim, double maxAbsCoord, unsigned sizeHint, 
   // Room for the hinted points at most half full, each placed in about 1.5 cells. Untouched
   // slots cost no memory, so a generous table is cheap.
   std::size_t slots = 16;
-  while (slots < 3 * static_cast<std::size_t>(reserve) / 2) slots *= 2;
+  while (slots < 3 * static_cast<std::size_t>(reserve) / 2)
+    slots *= 2;
   allocateSlots(slots);
   scratch_.resize(4 * static_cast<std::size_t>(dim_));
 }
@@ -101,7 +102,8 @@ std::uint32_t CoordHashMap::searchRun(std::uint64_t hash, const double* coords,
 
 void CoordHashMap::placeEntry(std::uint32_t entry, std::uint64_t hash) {
   std::uint64_t s = (hash >> 7) & mask_;
-  while (slots_[s] != 0) s = (s + 1) & mask_;
+  while (slots_[s] != 0)
+    s = (s + 1) & mask_;
   slots_[s] = (hash & kTagMask) | (static_cast<std::uint64_t>(entry) + 1);
 }
 
@@ -114,7 +116,8 @@ void CoordHashMap::allocateSlots(std::size_t count) {
 
 void CoordHashMap::grow() {
   std::size_t slots = slotCount_;
-  while (2 * placements_ > slots) slots *= 2;
+  while (2 * placements_ > slots)
+    slots *= 2;
   allocateSlots(slots);
   for (std::uint32_t e = 0; e < entries_; ++e) {
     double c[kMaxInlineDim];
@@ -167,7 +170,8 @@ std::pair<const int*, bool> CoordHashMap::insert(const double* coords, int index
   const bool indexed = isIndexed(coords);
   if (indexed) {
     std::int64_t* key = scratch_.data();
-    for (unsigned d = 0; d < dim_; ++d) key[d] = cellOf(coords[d]);
+    for (unsigned d = 0; d < dim_; ++d)
+      key[d] = cellOf(coords[d]);
     const std::uint32_t best = searchRun(hashCell(key), coords, kNone);
     if (best != kNone) return {indexOf(best), false};
   }
@@ -187,7 +191,8 @@ std::pair<const int*, bool> CoordHashMap::insert(const double* coords, int index
     if (2 * placements_ > slotCount_) {
       grow();  // places every entry, this one included
     } else {
-      for (std::uint64_t hash : pending_) placeEntry(entry, hash);
+      for (std::uint64_t hash : pending_)
+        placeEntry(entry, hash);
     }
   }
   return {stored, true};

@@ -52,10 +52,10 @@ class QVUTIL_EXPORT CoordHashMap {
   static constexpr unsigned kMaxInlineDim = 8;
 
   unsigned dim_;
-  double tol_;                  // match tolerance, absolute
-  double cellWidth_ = 0.0;      // 0: a cell is the exact coordinates (tolerance 0)
-  double inverseWidth_ = 0.0;   // 0 with a positive width: one cell holds every point
-  bool neverMatch_ = false;     // a negative or NaN tolerance matches nothing
+  double tol_;                 // match tolerance, absolute
+  double cellWidth_ = 0.0;     // 0: a cell is the exact coordinates (tolerance 0)
+  double inverseWidth_ = 0.0;  // 0 with a positive width: one cell holds every point
+  bool neverMatch_ = false;    // a negative or NaN tolerance matches nothing
   // Every stored point is an entry, numbered in insertion order. Its record holds the
   // coordinates and then the index, side by side so that a match costs one memory access;
   // records live in fixed chunks so that the returned pointers stay valid.
@@ -63,8 +63,8 @@ class QVUTIL_EXPORT CoordHashMap {
   std::uint32_t entries_ = 0;
   std::vector<std::unique_ptr<unsigned char[]>> chunks_;
   std::vector<std::uint64_t> pending_;  // the cells of the point being inserted
-  std::size_t placements_ = 0;  // filled slots: an entry takes one per cell it is placed in
-  std::vector<std::int64_t> scratch_;  // 4 * dim_ cell numbers for insert(): key, lo, hi, cell
+  std::size_t placements_ = 0;          // filled slots: an entry takes one per cell it is placed in
+  std::vector<std::int64_t> scratch_;   // 4 * dim_ cell numbers for insert(): key, lo, hi, cell
   // Open addressing, linear probing, at most half full. A slot holds entry + 1 in its low half
   // (0: empty) and the upper half of the entry's hash, which rejects most other cells at once.
   std::unique_ptr<std::uint64_t[], void (*)(void*)> slots_{nullptr, nullptr};

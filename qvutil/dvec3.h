@@ -21,11 +21,17 @@ struct DVec3 {
   DVec3 operator/(double s) const { return DVec3(x / s, y / s, z / s); }
 };
 
-inline DVec3 operator*(double s, const DVec3& v) { return v * s; }
-inline double dot(const DVec3& a, const DVec3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+inline DVec3 operator*(double s, const DVec3& v) {
+  return v * s;
+}
+inline double dot(const DVec3& a, const DVec3& b) {
+  return a.x * b.x + a.y * b.y + a.z * b.z;
+}
 inline DVec3 cross(const DVec3& a, const DVec3& b) {
   return DVec3(a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x);
 }
-inline double norm(const DVec3& a) { return std::sqrt(dot(a, a)); }
+inline double norm(const DVec3& a) {
+  return std::sqrt(dot(a, a));
+}
 
 }  // namespace nkvec

@@ -13,7 +13,9 @@ Exception::Exception(const std::string& module, int line, const std::string& cod
   what_ += " (" + module_ + ":" + std::to_string(line_) + ")";
 }
 
-const char* Exception::what() const noexcept { return what_.c_str(); }
+const char* Exception::what() const noexcept {
+  return what_.c_str();
+}
 
 }  // namespace nkbase
 

@@ -70,9 +70,9 @@ void transferByBlocks(InPlaceSerializable& source, InPlaceSerializable& target) 
   const auto& a = from.getBlocks();
   const auto& b = to.getBlocks();
   if (a.size() != b.size()) {
-    throw Exception(kModule, __LINE__, "Block_layout_mismatch",
-                    std::to_string(a.size()) + " blocks sent, " + std::to_string(b.size()) +
-                        " expected");
+    throw Exception(
+        kModule, __LINE__, "Block_layout_mismatch",
+        std::to_string(a.size()) + " blocks sent, " + std::to_string(b.size()) + " expected");
   }
   for (std::size_t i = 0; i < a.size(); ++i) {
     if (a[i].first != b[i].first || a[i].first < 0) {

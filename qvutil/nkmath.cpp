@@ -3,7 +3,15 @@
 #include <cmath>
 #include <limits>
 
-double nkGetInf() { return std::numeric_limits<double>::infinity(); }
-double nkGetNaN() { return std::numeric_limits<double>::quiet_NaN(); }
-bool nkIsInf(double v) { return std::isinf(v); }
-bool nkIsNaN(double v) { return std::isnan(v); }
+double nkGetInf() {
+  return std::numeric_limits<double>::infinity();
+}
+double nkGetNaN() {
+  return std::numeric_limits<double>::quiet_NaN();
+}
+bool nkIsInf(double v) {
+  return std::isinf(v);
+}
+bool nkIsNaN(double v) {
+  return std::isnan(v);
+}

@@ -6,7 +6,9 @@ namespace nkbase {
 
 Serializable::~Serializable() = default;
 
-bool Serializable::isClassID(const std::string& id) const { return id == getClassID(); }
+bool Serializable::isClassID(const std::string& id) const {
+  return id == getClassID();
+}
 
 void Serializable::serialize(OSerialStream& os, Prop& prop) const {
   const std::string id = getClassID();

@@ -11,7 +11,9 @@ ISerialStream::~ISerialStream() = default;
 void OSerialStream::beginObject(const std::string&) {}
 void OSerialStream::endObject() {}
 
-std::size_t ISerialStream::available() const { return SIZE_MAX; }
+std::size_t ISerialStream::available() const {
+  return SIZE_MAX;
+}
 
 template <typename T>
 ISerialStream& ISerialStream::readVector(std::vector<T>& v) {
@@ -36,6 +38,12 @@ ISerialStream& ISerialStream::readVector(std::vector<T>& v) {
   return *this;
 }
 
-ISerialStream& ISerialStream::operator>>(std::vector<int>& v) { return readVector(v); }
-ISerialStream& ISerialStream::operator>>(std::vector<float>& v) { return readVector(v); }
-ISerialStream& ISerialStream::operator>>(std::vector<double>& v) { return readVector(v); }
+ISerialStream& ISerialStream::operator>>(std::vector<int>& v) {
+  return readVector(v);
+}
+ISerialStream& ISerialStream::operator>>(std::vector<float>& v) {
+  return readVector(v);
+}
+ISerialStream& ISerialStream::operator>>(std::vector<double>& v) {
+  return readVector(v);
+}

@@ -3,8 +3,8 @@
 #include <charconv>
 #include <cinttypes>
 #include <cmath>
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <istream>
 #include <ostream>
@@ -71,11 +71,21 @@ std::string quoteText(const std::string& raw) {
   out += '"';
   for (unsigned char c : raw) {
     switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
       default:
         if (c < 0x20 || c >= 0x7f) {
           char buf[5];
@@ -103,11 +113,21 @@ bool unquoteText(const std::string& quoted, std::string& raw) {
     }
     if (i + 1 >= end) return false;
     switch (quoted[++i]) {
-      case '"': out += '"'; break;
-      case '\\': out += '\\'; break;
-      case 'n': out += '\n'; break;
-      case 'r': out += '\r'; break;
-      case 't': out += '\t'; break;
+      case '"':
+        out += '"';
+        break;
+      case '\\':
+        out += '\\';
+        break;
+      case 'n':
+        out += '\n';
+        break;
+      case 'r':
+        out += '\r';
+        break;
+      case 't':
+        out += '\t';
+        break;
       case 'x': {
         if (i + 2 >= end) return false;
         unsigned int byte = 0;
@@ -118,7 +138,8 @@ bool unquoteText(const std::string& quoted, std::string& raw) {
         i += 2;
         break;
       }
-      default: return false;
+      default:
+        return false;
     }
   }
   raw.swap(out);
@@ -130,10 +151,13 @@ bool unquoteText(const std::string& quoted, std::string& raw) {
 TextOSerialStream::TextOSerialStream(std::ostream& out) : out_(out) {}
 
 void TextOSerialStream::indent() {
-  for (int i = 0; i < depth_; ++i) out_ << "  ";
+  for (int i = 0; i < depth_; ++i)
+    out_ << "  ";
 }
 
-void TextOSerialStream::beginObject(const std::string&) { ++depth_; }
+void TextOSerialStream::beginObject(const std::string&) {
+  ++depth_;
+}
 void TextOSerialStream::endObject() {
   if (depth_ > 0) --depth_;
 }
@@ -201,9 +225,9 @@ std::string TextISerialStream::next(std::string& text) {
 }
 
 void TextISerialStream::malformed(const std::string& expected, const std::string& found) const {
-  throw nkbase::Exception(kModule, __LINE__, kMalformed,
-                          "line " + std::to_string(line_) + ": expected " + expected +
-                              ", found '" + found + "'");
+  throw nkbase::Exception(
+      kModule, __LINE__, kMalformed,
+      "line " + std::to_string(line_) + ": expected " + expected + ", found '" + found + "'");
 }
 
 void TextISerialStream::readInt(int& v) {
@@ -233,7 +257,8 @@ void TextISerialStream::readUnsigned(unsigned int& v) {
 void TextISerialStream::readFloat(float& v) {
   std::string text;
   const std::string type = next(text);
-  if (type != "float" || !parseReal<float, std::uint32_t>(text, v)) malformed("float", type + " " + text);
+  if (type != "float" || !parseReal<float, std::uint32_t>(text, v))
+    malformed("float", type + " " + text);
 }
 
 void TextISerialStream::readDouble(double& v) {

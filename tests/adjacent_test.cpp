@@ -122,15 +122,20 @@ TEST(Adjacent, WritesTheExactSequence) {
   qvtest::RecordingOStream out;
   nkbase::Prop prop;
   sample().serializeRaw(out, prop);
-  EXPECT_EQ(out.lines,
-            (std::vector<std::string>{
-                "unsigned 1", "# version", "int 2", "# number of sources", "int 3",
-                "# total number of adjacents", "int -1", "# start index", "int 0",
-                "# number of adjacent", "int 0", "# start index", "int 2", "# number of adjacent",
-                "int 4", "# adjacent index", "int 1", "# adjacent orientation index", "int 5",
-                "# adjacent index", "int -1", "# adjacent orientation index", "int 0",
-                "# adjacent index", "int 0", "# adjacent orientation index", "int 2",
-                "# next free element"}));
+  EXPECT_EQ(out.lines, (std::vector<std::string>{"unsigned 1", "# version",
+                                                 "int 2",      "# number of sources",
+                                                 "int 3",      "# total number of adjacents",
+                                                 "int -1",     "# start index",
+                                                 "int 0",      "# number of adjacent",
+                                                 "int 0",      "# start index",
+                                                 "int 2",      "# number of adjacent",
+                                                 "int 4",      "# adjacent index",
+                                                 "int 1",      "# adjacent orientation index",
+                                                 "int 5",      "# adjacent index",
+                                                 "int -1",     "# adjacent orientation index",
+                                                 "int 0",      "# adjacent index",
+                                                 "int 0",      "# adjacent orientation index",
+                                                 "int 2",      "# next free element"}));
 }
 
 void expectSample(const Adjacent& a) {

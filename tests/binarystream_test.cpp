@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <sstream>
 
-#include "qvutil/exception.h"
 #include "carrierstreamchecks.h"
+#include "qvutil/exception.h"
 
 namespace {
 
@@ -19,13 +19,33 @@ TEST(BinaryStream, WritesLittleEndianFixedWidthValues) {
   BinaryOSerialStream out;
   out << 1 << 2u << 1.0f << -2.0 << true << "ab";
   out.label("labels write nothing");
-  const std::vector<char> expected = {
-      1, 0, 0, 0,                                                  // int 1
-      2, 0, 0, 0,                                                  // unsigned 2
-      0, 0, static_cast<char>(0x80), 0x3f,                         // float 1.0
-      0, 0, 0, 0, 0, 0, 0, static_cast<char>(0xc0),                // double -2.0
-      1,                                                           // bool
-      2, 0, 0, 0, 'a', 'b'};                                       // string "ab"
+  const std::vector<char> expected = {1,
+                                      0,
+                                      0,
+                                      0,  // int 1
+                                      2,
+                                      0,
+                                      0,
+                                      0,  // unsigned 2
+                                      0,
+                                      0,
+                                      static_cast<char>(0x80),
+                                      0x3f,  // float 1.0
+                                      0,
+                                      0,
+                                      0,
+                                      0,
+                                      0,
+                                      0,
+                                      0,
+                                      static_cast<char>(0xc0),  // double -2.0
+                                      1,                        // bool
+                                      2,
+                                      0,
+                                      0,
+                                      0,
+                                      'a',
+                                      'b'};  // string "ab"
   EXPECT_EQ(out.getBuffer(), expected);
   EXPECT_EQ(out.size(), expected.size());
 }
@@ -121,11 +141,13 @@ TEST(BinaryStream, StdStreamsCarryTheSameBytes) {
   std::ostringstream sink;
   {
     BinaryOSerialStream out(sink);
-    for (int i = 0; i < 100000; ++i) out << i;  // crosses several internal flushes
+    for (int i = 0; i < 100000; ++i)
+      out << i;  // crosses several internal flushes
     out << std::string(200000, 'z');
   }
   BinaryOSerialStream mem;
-  for (int i = 0; i < 100000; ++i) mem << i;
+  for (int i = 0; i < 100000; ++i)
+    mem << i;
   mem << std::string(200000, 'z');
   const std::string bytes = sink.str();
   ASSERT_EQ(bytes.size(), mem.getBuffer().size());
@@ -134,7 +156,8 @@ TEST(BinaryStream, StdStreamsCarryTheSameBytes) {
   std::istringstream source(bytes);
   BinaryISerialStream in(source);
   int last = -1;
-  for (int i = 0; i < 100000; ++i) in >> last;
+  for (int i = 0; i < 100000; ++i)
+    in >> last;
   std::string tail;
   in >> tail;
   EXPECT_EQ(last, 99999);

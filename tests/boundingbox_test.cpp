@@ -45,7 +45,8 @@ TEST(BoundingBox, InvertedBoxesOverlapOnlyWhatSpansThem) {
 
 TEST(BoundingBox, NaNBoundsNeverSeparateAnAxis) {
   EXPECT_TRUE(BoundingBox1D(kNaN, kNaN).intersects(BoundingBox1D(5.0f, 6.0f)));
-  EXPECT_FALSE(BoundingBox2D(kNaN, kNaN, 0.0f, 1.0f).intersects(BoundingBox2D(5.0f, 6.0f, 2.0f, 3.0f)));
+  EXPECT_FALSE(
+      BoundingBox2D(kNaN, kNaN, 0.0f, 1.0f).intersects(BoundingBox2D(5.0f, 6.0f, 2.0f, 3.0f)));
 }
 
 TEST(BoundingBox, PointInsideIsInclusiveOnAllSides) {
@@ -93,18 +94,15 @@ TEST(BoundingBox, WritesVersionThenLabelledBounds) {
   qvtest::RecordingOStream out;
   nkbase::Prop prop;
   BoundingBox3D(1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.5f).serializeRaw(out, prop);
-  EXPECT_EQ(out.lines,
-            (std::vector<std::string>{"unsigned 0", "# version", "float 1",
-                                      "# minimum x-coordinate", "float 2",
-                                      "# maximum x-coordinate", "float 3",
-                                      "# minimum y-coordinate", "float 4",
-                                      "# maximum y-coordinate", "float 5",
-                                      "# minimum z-coordinate", "float 6.5",
-                                      "# maximum z-coordinate"}));
+  EXPECT_EQ(out.lines, (std::vector<std::string>{
+                           "unsigned 0", "# version", "float 1", "# minimum x-coordinate",
+                           "float 2", "# maximum x-coordinate", "float 3", "# minimum y-coordinate",
+                           "float 4", "# maximum y-coordinate", "float 5", "# minimum z-coordinate",
+                           "float 6.5", "# maximum z-coordinate"}));
   qvtest::RecordingOStream one;
   BoundingBox1D(-1.0f, 1.0f).serialize(one, prop);
   EXPECT_EQ(one.values(), (std::vector<std::string>{"string RenderBoundingBox1D", "unsigned 0",
-                                                     "float -1", "float 1"}));
+                                                    "float -1", "float 1"}));
 }
 
 TEST(BoundingBox, RoundTripsThroughBinaryAndText) {

@@ -88,7 +88,8 @@ TEST(SerialIO, TextShowsNestingByIndentation) {
   Holder().serialize(out, prop);
   std::string line;
   std::vector<std::string> lines;
-  while (std::getline(text, line)) lines.push_back(line);
+  while (std::getline(text, line))
+    lines.push_back(line);
   ASSERT_GE(lines.size(), 6u);
   EXPECT_EQ(lines[0], "string \"Holder\"");
   EXPECT_EQ(lines[1], "  # \"Bounding box\"");

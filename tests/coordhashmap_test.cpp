@@ -20,7 +20,8 @@ struct BruteForce {
   int insert(const double* c, int index) {
     for (std::size_t p = 0; p < points.size(); ++p) {
       bool all = true;
-      for (unsigned d = 0; d < dim; ++d) all = all && std::fabs(points[p][d] - c[d]) <= tol;
+      for (unsigned d = 0; d < dim; ++d)
+        all = all && std::fabs(points[p][d] - c[d]) <= tol;
       if (all) return indices[p];
     }
     points.emplace_back(c, c + dim);
@@ -32,8 +33,8 @@ struct BruteForce {
 TEST(CoordHashMap, MatchesWithinTheToleranceOnEveryAxis) {
   CoordHashMap map(2, 0.0, 10, false, 0.1, 0.5);
   const double a[] = {1.0, 1.0};
-  const double nearA[] = {1.1, 0.9};     // within 0.1 on both axes (after rounding: 0.1000..)
-  const double farY[] = {1.0, 1.2};      // 0.2 away on y
+  const double nearA[] = {1.1, 0.9};  // within 0.1 on both axes (after rounding: 0.1000..)
+  const double farY[] = {1.0, 1.2};   // 0.2 away on y
   auto r1 = map.insert(a, 10, true);
   EXPECT_TRUE(r1.second);
   EXPECT_EQ(*r1.first, 10);
@@ -106,7 +107,8 @@ TEST(CoordHashMap, AgreesWithBruteForceOnClusteredAndSpreadPoints) {
       std::uniform_int_distribution<int> grid(0, 40);
       for (int i = 0; i < 3000; ++i) {
         double c[3];
-        for (unsigned d = 0; d < dim; ++d) c[d] = grid(rng) * 0.005;
+        for (unsigned d = 0; d < dim; ++d)
+          c[d] = grid(rng) * 0.005;
         const int expected = ref.insert(c, i);
         const auto got = map.insert(c, i, true);
         ASSERT_EQ(*got.first, expected) << "dim " << dim << " cell " << cell << " point " << i;

@@ -5,9 +5,9 @@
 #include <functional>
 #include <sstream>
 
+#include "carrierstreamchecks.h"
 #include "qvutil/binarystream.h"
 #include "qvutil/textstream.h"
-#include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
 using nkdatacarrier::BoundingBox2D;

@@ -107,9 +107,9 @@ TEST(InPlaceSerializable, ShortOrNegativeParametersRaise) {
     }
     return std::string("no exception");
   };
-  EXPECT_EQ(codeFor({0}), "End_of_file_reached");                // no property count
-  EXPECT_EQ(codeFor({0, 2, 1, 1}), "End_of_file_reached");       // two pairs announced, one held
-  EXPECT_EQ(codeFor({0, 2000000000}), "End_of_file_reached");    // must not allocate first
+  EXPECT_EQ(codeFor({0}), "End_of_file_reached");              // no property count
+  EXPECT_EQ(codeFor({0, 2, 1, 1}), "End_of_file_reached");     // two pairs announced, one held
+  EXPECT_EQ(codeFor({0, 2000000000}), "End_of_file_reached");  // must not allocate first
   EXPECT_EQ(codeFor({0, 1, -1, 0}), "Invalid_block_parameter");
   EXPECT_EQ(codeFor({0, 0}), "no exception");
 }

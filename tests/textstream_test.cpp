@@ -50,16 +50,29 @@ TEST(TextStream, RoundTripsEveryValueBitExactly) {
   double payloadNan;
   const std::uint64_t bits = 0xfff0000000000001ULL;  // a negative signalling NaN with a payload
   std::memcpy(&payloadNan, &bits, 8);
-  const double doubles[] = {0.1, 1.0 / 3.0, -0.0, 5e-324, 1.7976931348623157e308,
-                            -std::numeric_limits<double>::infinity(), payloadNan};
-  const std::string strings[] = {"", "with spaces", "line\nbreak\ttab\r", "quote\" back\\slash",
-                                 std::string("nul\0byte", 8), "caf\xc3\xa9 \xff\x80", "# not a label"};
+  const double doubles[] = {0.1,
+                            1.0 / 3.0,
+                            -0.0,
+                            5e-324,
+                            1.7976931348623157e308,
+                            -std::numeric_limits<double>::infinity(),
+                            payloadNan};
+  const std::string strings[] = {"",
+                                 "with spaces",
+                                 "line\nbreak\ttab\r",
+                                 "quote\" back\\slash",
+                                 std::string("nul\0byte", 8),
+                                 "caf\xc3\xa9 \xff\x80",
+                                 "# not a label"};
 
   std::stringstream text;
   TextOSerialStream out(text);
-  for (float f : floats) out << f;
-  for (double d : doubles) out << d;
-  for (const auto& s : strings) out << s;
+  for (float f : floats)
+    out << f;
+  for (double d : doubles)
+    out << d;
+  for (const auto& s : strings)
+    out << s;
   out << std::numeric_limits<int>::min() << 4294967295u << false;
 
   TextISerialStream in(text);
@@ -113,16 +126,56 @@ TEST(TextStream, MalformedTextRaisesWithTheLine) {
     const char* text;
     std::function<void(ISerialStream&)> read;
   } cases[] = {
-      {"float 1.5\n", [](ISerialStream& s) { int v; s >> v; }},
-      {"int 12abc\n", [](ISerialStream& s) { int v; s >> v; }},
-      {"int 99999999999\n", [](ISerialStream& s) { int v; s >> v; }},
-      {"double 1.0.0\n", [](ISerialStream& s) { double v; s >> v; }},
-      {"float 1e60\n", [](ISerialStream& s) { float v; s >> v; }},
-      {"bool yes\n", [](ISerialStream& s) { bool v; s >> v; }},
-      {"string \"open\n", [](ISerialStream& s) { std::string v; s >> v; }},
-      {"string \"bad \\q escape\"\n", [](ISerialStream& s) { std::string v; s >> v; }},
-      {"string \"short \\x4\"\n", [](ISerialStream& s) { std::string v; s >> v; }},
-      {"garbage\n", [](ISerialStream& s) { int v; s >> v; }},
+      {"float 1.5\n",
+       [](ISerialStream& s) {
+         int v;
+         s >> v;
+       }},
+      {"int 12abc\n",
+       [](ISerialStream& s) {
+         int v;
+         s >> v;
+       }},
+      {"int 99999999999\n",
+       [](ISerialStream& s) {
+         int v;
+         s >> v;
+       }},
+      {"double 1.0.0\n",
+       [](ISerialStream& s) {
+         double v;
+         s >> v;
+       }},
+      {"float 1e60\n",
+       [](ISerialStream& s) {
+         float v;
+         s >> v;
+       }},
+      {"bool yes\n",
+       [](ISerialStream& s) {
+         bool v;
+         s >> v;
+       }},
+      {"string \"open\n",
+       [](ISerialStream& s) {
+         std::string v;
+         s >> v;
+       }},
+      {"string \"bad \\q escape\"\n",
+       [](ISerialStream& s) {
+         std::string v;
+         s >> v;
+       }},
+      {"string \"short \\x4\"\n",
+       [](ISerialStream& s) {
+         std::string v;
+         s >> v;
+       }},
+      {"garbage\n",
+       [](ISerialStream& s) {
+         int v;
+         s >> v;
+       }},
   };
   for (const auto& c : cases) {
     std::istringstream text(std::string("# \"first\"\n") + c.text);
@@ -155,7 +208,8 @@ TEST(TextStream, VectorsRoundTrip) {
 
 TEST(TextStream, QuotingIsReversible) {
   std::string raw;
-  for (int c = 0; c < 256; ++c) raw += static_cast<char>(c);
+  for (int c = 0; c < 256; ++c)
+    raw += static_cast<char>(c);
   std::string back;
   ASSERT_TRUE(unquoteText(quoteText(raw), back));
   EXPECT_EQ(back, raw);

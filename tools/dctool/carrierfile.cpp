@@ -22,7 +22,9 @@ std::vector<char> readFile(const std::string& path) {
   return std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-bool printable(char c) { return c >= 0x20 && c < 0x7f; }
+bool printable(char c) {
+  return c >= 0x20 && c < 0x7f;
+}
 
 // A binary carrier starts with the class identifier: a small little-endian length, then that
 // many printable characters. A text carrier starts with a value or label line.
@@ -34,17 +36,19 @@ Format detectFormat(const std::vector<char>& bytes, const std::string& path) {
                           (static_cast<std::size_t>(static_cast<unsigned char>(bytes[3])) << 24);
     if (n > 0 && n <= 256 && bytes.size() >= 4 + n) {
       bool allPrintable = true;
-      for (std::size_t i = 4; i < 4 + n; ++i) allPrintable = allPrintable && printable(bytes[i]);
+      for (std::size_t i = 4; i < 4 + n; ++i)
+        allPrintable = allPrintable && printable(bytes[i]);
       if (allPrintable) return Format::Binary;
     }
   }
   std::size_t i = 0;
-  while (i < bytes.size() && (bytes[i] == ' ' || bytes[i] == '\t' || bytes[i] == '\n' ||
-                              bytes[i] == '\r')) {
+  while (i < bytes.size() &&
+         (bytes[i] == ' ' || bytes[i] == '\t' || bytes[i] == '\n' || bytes[i] == '\r')) {
     ++i;
   }
-  const std::string head(bytes.begin() + static_cast<std::ptrdiff_t>(i),
-                         bytes.begin() + static_cast<std::ptrdiff_t>(std::min(bytes.size(), i + 7)));
+  const std::string head(
+      bytes.begin() + static_cast<std::ptrdiff_t>(i),
+      bytes.begin() + static_cast<std::ptrdiff_t>(std::min(bytes.size(), i + 7)));
   if (head.rfind("string ", 0) == 0 || head.rfind('#', 0) == 0) return Format::Text;
   throw ToolError(1, path + ": byte 0: Not_a_carrier_file: neither the binary nor the text form");
 }
@@ -90,7 +94,9 @@ void readObject(ISerialStream& in, LoadedCarrier& loaded, const std::string& pat
 
 }  // namespace
 
-std::string formatName(Format format) { return format == Format::Binary ? "binary" : "text"; }
+std::string formatName(Format format) {
+  return format == Format::Binary ? "binary" : "text";
+}
 
 LoadedCarrier loadCarrier(const std::string& path) {
   const std::vector<char> bytes = readFile(path);

@@ -35,12 +35,18 @@ std::vector<std::string> positional(const std::vector<std::string>& args,
 
 std::string dataCarrierTypeName(int type) {
   switch (type) {
-    case 1: return "drawing object";
-    case 2: return "geometry map";
-    case 3: return "mesh collection";
-    case 4: return "post-processing data";
-    case 9: return "impression";
-    default: return "unknown";
+    case 1:
+      return "drawing object";
+    case 2:
+      return "geometry map";
+    case 3:
+      return "mesh collection";
+    case 4:
+      return "post-processing data";
+    case 9:
+      return "impression";
+    default:
+      return "unknown";
   }
 }
 
@@ -124,8 +130,8 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
   findCarrierClass(carrier.object->getClassID())->summarise(*carrier.object, s);
   const char axes[] = {'x', 'y', 'z'};
   if (hasFlag(flags, "--json")) {
-    out << "{\"file\": " << jsonString(files[0]) << ", \"format\": \""
-        << formatName(carrier.format) << "\", \"class\": " << jsonString(s.classID);
+    out << "{\"file\": " << jsonString(files[0]) << ", \"format\": \"" << formatName(carrier.format)
+        << "\", \"class\": " << jsonString(s.classID);
     out << ", \"dataCarrierType\": ";
     if (s.dataCarrierType < 0) {
       out << "null";

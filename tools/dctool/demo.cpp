@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <sstream>
 
@@ -27,8 +27,7 @@ bool writeAndCheck(const nkbase::Serializable& object, const std::string& dir,
   object.serialize(written, prop);
   std::vector<LoadedCarrier> loaded;
   for (Format format : {Format::Binary, Format::Text}) {
-    const std::string path =
-        dir + "/" + stem + (format == Format::Binary ? ".bin" : ".txt");
+    const std::string path = dir + "/" + stem + (format == Format::Binary ? ".bin" : ".txt");
     saveCarrier(object, path, format);
     loaded.push_back(loadCarrier(path));
     Trace values;
@@ -36,7 +35,8 @@ bool writeAndCheck(const nkbase::Serializable& object, const std::string& dir,
                  [](const TraceItem& item) { return item.isValue(); });
     const Trace& read = loaded.back().values;
     bool same = read.size() == values.size();
-    for (std::size_t i = 0; same && i < read.size(); ++i) same = read[i].sameValue(values[i]);
+    for (std::size_t i = 0; same && i < read.size(); ++i)
+      same = read[i].sameValue(values[i]);
     out << "  " << path << ": " << std::filesystem::file_size(path) << " bytes, "
         << (same ? "read back unchanged" : "CHANGED on reading") << "\n";
     ok = ok && same;

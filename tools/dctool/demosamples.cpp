@@ -3,11 +3,11 @@
 #include <cmath>
 
 #include "datacarrier/cgsymboldata.h"
+#include "datacarrier/impression.h"
+#include "datacarrier/postdataobject.h"
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdraw2d.h"
 #include "datacarrier/renderdrawproj2d.h"
-#include "datacarrier/impression.h"
-#include "datacarrier/postdataobject.h"
 #include "qvutil/array.h"
 
 namespace dctool {
@@ -91,12 +91,13 @@ void setCurve(Curve2D& curve, const std::vector<XY>& pts, int up, int down) {
 std::shared_ptr<RenderDraw2D> makePlate() {
   auto plate = std::make_shared<RenderDraw2D>(static_cast<RenderDrawGeom2D::Type2D>(7), 100);
   plate->setLabel("plate with a hole");
-  const XY corners[4] = {{float(kPlateW), float(kPlateH)}, {0.0f, float(kPlateH)}, {0.0f, 0.0f},
+  const XY corners[4] = {{float(kPlateW), float(kPlateH)},
+                         {0.0f, float(kPlateH)},
+                         {0.0f, 0.0f},
                          {float(kPlateW), 0.0f}};
-  const double cornerAngle[4] = {std::atan2(kPlateH - kHoleY, kPlateW - kHoleX),
-                                 std::atan2(kPlateH - kHoleY, -kHoleX),
-                                 std::atan2(-kHoleY, -kHoleX) + 2 * kPi,
-                                 std::atan2(-kHoleY, kPlateW - kHoleX) + 2 * kPi};
+  const double cornerAngle[4] = {
+      std::atan2(kPlateH - kHoleY, kPlateW - kHoleX), std::atan2(kPlateH - kHoleY, -kHoleX),
+      std::atan2(-kHoleY, -kHoleX) + 2 * kPi, std::atan2(-kHoleY, kPlateW - kHoleX) + 2 * kPi};
   std::vector<XY> verts;
   std::vector<int> tris;
   for (int k = 0; k < kHoleSides; ++k) {
@@ -122,7 +123,8 @@ std::shared_ptr<RenderDraw2D> makePlate() {
   plate->allocate(1, 5, 5);
   Face2D& face = plate->face(0);
   face.allocate(static_cast<int>(verts.size()), static_cast<int>(tris.size() / 3));
-  for (std::size_t v = 0; v < verts.size(); ++v) face.setVertex(int(v), verts[v].x, verts[v].y);
+  for (std::size_t v = 0; v < verts.size(); ++v)
+    face.setVertex(int(v), verts[v].x, verts[v].y);
   for (std::size_t t = 0; t < tris.size() / 3; ++t) {
     face.setTriangle(int(t), tris[3 * t], tris[3 * t + 1], tris[3 * t + 2]);
   }
@@ -136,16 +138,18 @@ std::shared_ptr<RenderDraw2D> makePlate() {
   setCurve(plate->curve(2), {c2, c3}, 0, -1);
   setCurve(plate->curve(3), {c3, c0}, 0, -1);
   std::vector<XY> hole;
-  for (int k = 0; k <= kHoleSides; ++k) hole.push_back(verts[2 * (k % kHoleSides)]);
+  for (int k = 0; k <= kHoleSides; ++k)
+    hole.push_back(verts[2 * (k % kHoleSides)]);
   setCurve(plate->curve(4), hole, -1, 0);  // closed: its last vertex is its first
 
   const XY pts[5] = {c0, c1, c2, c3, hole[0]};
-  for (int p = 0; p < 5; ++p) plate->point(p).setVertex(pts[p].x, pts[p].y);
+  for (int p = 0; p < 5; ++p)
+    plate->point(p).setVertex(pts[p].x, pts[p].y);
   plate->setBoundingBox2D(BoundingBox2D(0.0, kPlateW, 0.0, kPlateH));
 
   plate->setFaceToCurveAdjacent(Pairs{{{0, 1}, {1, 1}, {2, 1}, {3, 1}, {4, -1}}});
-  plate->setCurveToPointAdjacent(Pairs{{{0, 0}, {1, 0}}, {{1, 0}, {2, 0}}, {{2, 0}, {3, 0}},
-                                       {{3, 0}, {0, 0}}, {{4, 0}, {4, 0}}});
+  plate->setCurveToPointAdjacent(Pairs{
+      {{0, 0}, {1, 0}}, {{1, 0}, {2, 0}}, {{2, 0}, {3, 0}}, {{3, 0}, {0, 0}}, {{4, 0}, {4, 0}}});
   plate->setFaceToPointAdjacent(Pairs{{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}}});
   plate->setPointToCurveAdjacent(
       Pairs{{{3, 0}, {0, 0}}, {{0, 0}, {1, 0}}, {{1, 0}, {2, 0}}, {{2, 0}, {3, 0}}, {{4, 0}}});
@@ -161,30 +165,34 @@ std::shared_ptr<RenderDraw2D> makePlate() {
 
 DemoSample drawingSample() {
   auto plate = makePlate();
-  return {"drawing2d", "2D drawing: a 4 x 2 plate with a hole", plate, [plate](std::ostream& out) {
-            std::vector<int> all = {0};
-            out << "  face area " << plate->getVolume(2, all) << " (8 - hole), boundary length "
-                << plate->getBndArea(2, all) << "\n";
-            std::vector<int> curves = {0, 1, 2, 3, 4};
-            std::vector<int> found;
-            // A box around the hole: which curves touch it, which lie inside it.
-            const std::vector<double> box = {kHoleX - 0.6, kHoleX + 0.6, kHoleY - 0.6,
-                                             kHoleY + 0.6};
-            plate->findEntitiesInBox(box, 1, false, curves, found);
-            out << "  curves touching the box [" << box[0] << ", " << box[1] << "] x [" << box[2]
-                << ", " << box[3] << "]:";
-            for (int c : found) out << " " << c;
-            found.clear();
-            plate->findEntitiesInBox(box, 1, true, curves, found);
-            out << "; inside it:";
-            for (int c : found) out << " " << c;
-            found.clear();
-            plate->findEntitiesInBall({0.0, 0.0}, 0.5, 1, false, curves, found);
-            out << "; curves touching the ball of radius 0.5 at the corner (0, 0):";
-            for (int c : found) out << " " << c;
-            out << "\n";
-          },
-          true};
+  return {
+      "drawing2d", "2D drawing: a 4 x 2 plate with a hole", plate,
+      [plate](std::ostream& out) {
+        std::vector<int> all = {0};
+        out << "  face area " << plate->getVolume(2, all) << " (8 - hole), boundary length "
+            << plate->getBndArea(2, all) << "\n";
+        std::vector<int> curves = {0, 1, 2, 3, 4};
+        std::vector<int> found;
+        // A box around the hole: which curves touch it, which lie inside it.
+        const std::vector<double> box = {kHoleX - 0.6, kHoleX + 0.6, kHoleY - 0.6, kHoleY + 0.6};
+        plate->findEntitiesInBox(box, 1, false, curves, found);
+        out << "  curves touching the box [" << box[0] << ", " << box[1] << "] x [" << box[2]
+            << ", " << box[3] << "]:";
+        for (int c : found)
+          out << " " << c;
+        found.clear();
+        plate->findEntitiesInBox(box, 1, true, curves, found);
+        out << "; inside it:";
+        for (int c : found)
+          out << " " << c;
+        found.clear();
+        plate->findEntitiesInBall({0.0, 0.0}, 0.5, 1, false, curves, found);
+        out << "; curves touching the ball of radius 0.5 at the corner (0, 0):";
+        for (int c : found)
+          out << " " << c;
+        out << "\n";
+      },
+      true};
 }
 
 // The plate seen from the front: its outline and, hidden behind it, the hole's silhouette.
@@ -199,7 +207,8 @@ DemoSample projectionSample() {
   setCurve(proj->curve(3), {{0, t}, {0, 0}}, -1, -1);
   setCurve(proj->curve(4), {{float(kHoleX - kHoleR), 0}, {float(kHoleX - kHoleR), t}}, -1, -1);
   setCurve(proj->curve(5), {{float(kHoleX + kHoleR), 0}, {float(kHoleX + kHoleR), t}}, -1, -1);
-  for (int c = 0; c < 6; ++c) proj->setCurveType(c, c < 4 ? 1 : 2);  // 1 visible, 2 hidden
+  for (int c = 0; c < 6; ++c)
+    proj->setCurveType(c, c < 4 ? 1 : 2);  // 1 visible, 2 hidden
   const XY pts[4] = {{0, 0}, {float(kPlateW), 0}, {float(kPlateW), t}, {0, t}};
   for (int p = 0; p < 4; ++p) {
     proj->point(p).setVertex(pts[p].x, pts[p].y);
@@ -233,15 +242,16 @@ DemoSample lineSample() {
     curve.setBoundingBox1D(BoundingBox1D(ends[c], ends[c + 1]));
     curve.setValid(true);
   }
-  for (int p = 0; p < 3; ++p) bar->point(p).setVertex(ends[p]);
+  for (int p = 0; p < 3; ++p)
+    bar->point(p).setVertex(ends[p]);
   bar->setBoundingBox1D(BoundingBox1D(0.0f, 4.0f));
   std::vector<double> snap = {0.0, 2.5, 4.0};
   bar->setSnapCoord(snap);
   return {"drawing1d", "1D drawing: a bar in two pieces", bar, [bar](std::ostream& out) {
             std::vector<int> found;
             bar->findEntitiesInBox({2.0, 3.0}, 1, false, {0, 1}, found);
-            out << "  length " << bar->getVolume(1, {0, 1}) << "; curves touching [2, 3]: "
-                << found.size() << "\n";
+            out << "  length " << bar->getVolume(1, {0, 1})
+                << "; curves touching [2, 3]: " << found.size() << "\n";
           }};
 }
 
@@ -278,8 +288,8 @@ DemoSample plotSample() {
 }  // namespace
 
 std::vector<DemoSample> demoSamples() {
-  return {drawingSample(), projectionSample(), lineSample(), plotSample(), impressionSample(),
-          symbolSample()};
+  return {drawingSample(), projectionSample(), lineSample(),
+          plotSample(),    impressionSample(), symbolSample()};
 }
 
 }  // namespace dctool

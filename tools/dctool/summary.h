@@ -44,15 +44,15 @@ inline void boxFields(const nkdatacarrier::BoundingBox3D& b, std::vector<float>&
 }
 
 // Declares a detector and a reader for one count accessor.
-#define DCTOOL_COUNT(Method, name)                                                          \
-  template <typename T, typename = void>                                                    \
-  struct Has##Method : std::false_type {};                                                  \
-  template <typename T>                                                                     \
-  struct Has##Method<T, std::void_t<decltype(std::declval<const T&>().Method())>>           \
-      : std::true_type {};                                                                  \
-  template <typename T>                                                                     \
-  void count##Method(const T& object, Summary& s) {                                         \
-    if constexpr (Has##Method<T>::value) s.counts.emplace_back(name, object.Method());      \
+#define DCTOOL_COUNT(Method, name)                                                     \
+  template <typename T, typename = void>                                               \
+  struct Has##Method : std::false_type {};                                             \
+  template <typename T>                                                                \
+  struct Has##Method<T, std::void_t<decltype(std::declval<const T&>().Method())>>      \
+      : std::true_type {};                                                             \
+  template <typename T>                                                                \
+  void count##Method(const T& object, Summary& s) {                                    \
+    if constexpr (Has##Method<T>::value) s.counts.emplace_back(name, object.Method()); \
   }
 
 DCTOOL_COUNT(getNumberOfPoints, "points")

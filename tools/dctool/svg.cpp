@@ -40,12 +40,23 @@ std::string xmlText(const std::string& raw) {
   std::string out;
   for (char c : raw) {
     switch (c) {
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '&': out += "&amp;"; break;
-      case '"': out += "&quot;"; break;
-      case '\'': out += "&apos;"; break;
-      default: out += c;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&apos;";
+        break;
+      default:
+        out += c;
     }
   }
   return out;
@@ -100,8 +111,7 @@ void writeSvg(const Geometry& g, const std::string& title, std::ostream& out) {
       << num(f.maxX - f.minX) << " " << num(f.maxY - f.minY) << "\">\n";
   out << "<title>" << xmlText(title) << "</title>\n";
   out << "<rect x=\"" << num(f.minX) << "\" y=\"" << num(f.minY) << "\" width=\""
-      << num(f.maxX - f.minX) << "\" height=\"" << num(f.maxY - f.minY)
-      << "\" fill=\"white\"/>\n";
+      << num(f.maxX - f.minX) << "\" height=\"" << num(f.maxY - f.minY) << "\" fill=\"white\"/>\n";
   if constexpr (kHasFaces<Geometry>) {
     out << "<g fill=\"#9ecae1\" stroke=\"#9ecae1\" stroke-width=\"0.5\" "
            "vector-effect=\"non-scaling-stroke\">\n";

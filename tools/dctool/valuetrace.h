@@ -70,8 +70,8 @@ class TracingOStream : public OSerialStream {
 void replay(const Trace& trace, OSerialStream& os);
 
 // The file's values with the labels, nesting and value types (int or unsigned) of the writer
-// wherever the writer's values agree with them: all of it when the reader kept everything; otherwise the labels up to the
-// first difference, and the rest of the file's values unlabelled.
+// wherever the writer's values agree with them: all of it when the reader kept everything;
+// otherwise the labels up to the first difference, and the rest of the file's values unlabelled.
 Trace annotate(const Trace& read, const Trace& written);
 
 }  // namespace dctool
