@@ -5,6 +5,8 @@
 // identifier and label of every draw geometry, and merges coincident render points.
 #pragma once
 
+#include <algorithm>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -192,6 +194,18 @@ class QVDATACARRIER_EXPORT RenderDrawGeom : public nkbase::Serializable, public 
   // The coordinate arrays are sized by the point count; a curve without vertices moves the
   // positions after it one further, so grows every direction (with 0.0) to hold `end` positions.
   static void makeRoom(std::vector<std::vector<float>>& coords, int end);
+  // Writes the float coordinates of count vertices (structs of one float per direction) to
+  // the positions first, first + 1, ... of coords, growing them when needed.
+  template <typename Vertex>
+  static void writePositions(std::vector<std::vector<float>>& coords, int first,
+                             const Vertex* vertices, int count);
+  // The first part of every render export: each point at the position of its index, with
+  // elements[0] its position and elements[1] its 1-based number; then the vertices of each
+  // curve at the next positions, with its edge records. Returns the next free position.
+  template <typename Points, typename Curves>
+  static int exportPointsAndCurves(std::vector<std::vector<float>>& coords,
+                                   std::vector<std::vector<int>>& elements, const Points& points,
+                                   const Curves& curves);
 
   // What the drawing objects (1D, 2D, 3D and the projection drawing) share.
   // A copy of the concrete object, owned by a new pointer.
@@ -231,6 +245,41 @@ inline bool RenderDrawGeom::isInCylinder(const std::vector<double>&, const std::
                                          double, double, double, int, bool,
                                          const std::vector<int>&) const {
   DC_RAISE_AT(230, "isInCylinder only implemented in 3D");
+}
+
+template <typename Vertex>
+void RenderDrawGeom::writePositions(std::vector<std::vector<float>>& coords, int first,
+                                   const Vertex* vertices, int count) {
+  constexpr std::size_t kDirections = sizeof(Vertex) / sizeof(float);
+  static_assert(sizeof(Vertex) == kDirections * sizeof(float), "a vertex is a struct of floats");
+  makeRoom(coords, first + count);
+  const std::size_t directions = std::min(kDirections, coords.size());
+  for (int k = 0; k < count; ++k) {
+    float c[kDirections];
+    std::memcpy(c, &vertices[k], sizeof c);
+    for (std::size_t d = 0; d < directions; ++d) coords[d][first + k] = c[d];
+  }
+}
+
+template <typename Points, typename Curves>
+int RenderDrawGeom::exportPointsAndCurves(std::vector<std::vector<float>>& coords,
+                                          std::vector<std::vector<int>>& elements,
+                                          const Points& points, const Curves& curves) {
+  const int numPoints = static_cast<int>(points.size());
+  elements[0].reserve(points.size());
+  elements[1].reserve(points.size());
+  for (int i = 0; i < numPoints; ++i) {
+    writePositions(coords, i, &points[i].getVertex(), 1);
+    elements[0].push_back(i);
+    elements[1].push_back(i + 1);
+  }
+  int position = numPoints;
+  for (std::size_t c = 0; c < curves.size(); ++c) {
+    const int n = curves[c].getNumberOfVertices();
+    writePositions(coords, position, curves[c].getVertexArray(), n);
+    position = appendCurveRecords(elements, position, n, static_cast<int>(c) + 1);
+  }
+  return position;
 }
 
 }  // namespace nkdatacarrier

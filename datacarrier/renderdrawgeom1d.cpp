@@ -119,30 +119,10 @@ void RenderDrawGeom1D::getMLRenderData(std::vector<std::vector<float>>& coords,
                                        std::vector<std::vector<int>>& elements) const {
   coords.assign(1, std::vector<float>(static_cast<std::size_t>(getMLRenderPointSize()), 0.0f));
   elements.assign(5, {});
-  std::vector<float>& x = coords[0];
-
-  const int numPoints = getNumberOfPoints();
-  elements[0].reserve(static_cast<std::size_t>(numPoints));
-  elements[1].reserve(static_cast<std::size_t>(numPoints));
-  for (int i = 0; i < numPoints; ++i) {
-    x[i] = points_[i].getVertex().x;
-    elements[0].push_back(i);
-    elements[1].push_back(i + 1);
-  }
-
   const int edges = getMLRenderEdgSize();
   for (int v = 2; v <= 4; ++v)
     elements[v].reserve(edges > 0 ? std::size_t(edges) : 0);
-  int position = numPoints;
-  for (int c = 0; c < getNumberOfCurves(); ++c) {
-    const Curve1D& curve = curves_[c];
-    const int n = curve.getNumberOfVertices();
-    makeRoom(coords, position + n);
-    for (int k = 0; k < n; ++k)
-      x[position + k] = curve.getVertex(k).x;
-    position = appendCurveRecords(elements, position, n, c + 1);
-  }
-
+  exportPointsAndCurves(coords, elements, points_, curves_);
   mergeRenderPoints(coords, elements, {0, 2, 3});
 }
 

@@ -312,33 +312,10 @@ void RenderDrawGeom2D::getMLRenderData(std::vector<std::vector<float>>& coords,
                                        std::vector<std::vector<int>>& elements) const {
   coords.assign(2, std::vector<float>(static_cast<std::size_t>(getMLRenderPointSize()), 0.0f));
   elements.assign(9, {});
-  std::vector<float>& x = coords[0];
-  std::vector<float>& y = coords[1];
-
-  const int numPoints = getNumberOfPoints();
-  elements[0].reserve(static_cast<std::size_t>(numPoints));
-  elements[1].reserve(static_cast<std::size_t>(numPoints));
-  for (int i = 0; i < numPoints; ++i) {
-    x[i] = points_[i].getVertex().x;
-    y[i] = points_[i].getVertex().y;
-    elements[0].push_back(i);
-    elements[1].push_back(i + 1);
-  }
-
   const int edges = getMLRenderEdgSize();
   for (int v = 2; v <= 4; ++v)
     elements[v].reserve(edges > 0 ? std::size_t(edges) : 0);
-  int position = numPoints;
-  for (int c = 0; c < getNumberOfCurves(); ++c) {
-    const Curve2D& curve = curves_[c];
-    const int n = curve.getNumberOfVertices();
-    makeRoom(coords, position + n);
-    for (int k = 0; k < n; ++k) {
-      x[position + k] = curve.getVertex(k).x;
-      y[position + k] = curve.getVertex(k).y;
-    }
-    position = appendCurveRecords(elements, position, n, c + 1);
-  }
+  int position = exportPointsAndCurves(coords, elements, points_, curves_);
 
   const int triangles = getMLRenderTriSize();
   for (int v = 5; v <= 8; ++v)
@@ -346,12 +323,7 @@ void RenderDrawGeom2D::getMLRenderData(std::vector<std::vector<float>>& coords,
   for (int f = 0; f < getNumberOfFaces(); ++f) {
     const Face2D& face = faces_[f];
     const int n = face.getNumberOfVertices();
-    const Face2D::Vertex* vertices = face.getVertexArray();
-    makeRoom(coords, position + n);
-    for (int k = 0; k < n; ++k) {
-      x[position + k] = vertices[k].x;
-      y[position + k] = vertices[k].y;
-    }
+    writePositions(coords, position, face.getVertexArray(), n);
     const int* corners = face.getTriangleArray();
     for (int t = 0; t < face.getNumberOfTriangles(); ++t) {
       for (int j = 0; j < 3; ++j) {
