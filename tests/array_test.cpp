@@ -53,13 +53,10 @@ TEST(DVec3, VectorArithmetic) {
   EXPECT_EQ(d[0], 0.0);
 }
 
-TEST(NkMath, InfinityAndNaNHelpers) {
+TEST(NkMath, InfinityNaNAndTheSharedPointer) {
   EXPECT_TRUE(nkIsInf(nkGetInf()) && nkIsInf(-nkGetInf()) && nkGetInf() > 0.0);
   EXPECT_TRUE(nkIsNaN(nkGetNaN()) && !nkIsInf(nkGetNaN()));
   EXPECT_FALSE(nkIsNaN(1.0) || nkIsInf(1.0));
-}
-
-TEST(SharedPtr, IsTheStandardSharedPointer) {
   static_assert(std::is_same_v<nkboost::shared_ptr<int>, std::shared_ptr<int>>);
   EXPECT_EQ(*nkboost::make_shared<int>(3), 3);
 }

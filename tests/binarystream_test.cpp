@@ -77,30 +77,24 @@ TEST(BinaryStream, TruncatedDataRaisesAndKeepsThePosition) {
     std::string s;
     EXPECT_EQ(codeOf([&] { in >> i >> d >> s; }), "End_of_file_reached") << "cut at " << cut;
     // The failed read consumed nothing: the position is at the start of the failed value.
-    EXPECT_TRUE(in.position() == 0 || in.position() == 4 || in.position() == 12) << cut;
+    EXPECT_EQ(in.position(), cut < 4 ? 0u : cut < 12 ? 4u : 12u) << cut;
   }
-
-  BinaryOSerialStream huge;
-  huge << 0x7fffffffu << 'x';  // a string claiming 2 GiB
-  BinaryISerialStream hugeIn(huge.getBuffer());
-  std::string s;
-  EXPECT_EQ(codeOf([&] { hugeIn >> s; }), "End_of_file_reached");
-  EXPECT_EQ(hugeIn.position(), 0u);
 }
 
-TEST(BinaryStream, VectorReadChecksTheCountBeforeAllocating) {
+// A string or vector length beyond the data raises before allocating; the string read consumes
+// nothing and the vector keeps its content.
+TEST(BinaryStream, LengthsAreCheckedBeforeAllocating) {
   BinaryOSerialStream out;
-  out << 3u << 1.0 << 2.0 << 3.0;
+  out << 3u << 1.0 << 2.0 << 3.0 << 0x7fffffffu << 1.0f;
   BinaryISerialStream in(out.getBuffer());
   std::vector<double> v;
   in >> v;
   EXPECT_EQ(v, (std::vector<double>{1.0, 2.0, 3.0}));
-
-  BinaryOSerialStream corrupt;
-  corrupt << 0xfffffff0u << 1.0f;
-  BinaryISerialStream bad(corrupt.getBuffer());
+  std::string s;
+  EXPECT_EQ(codeOf([&] { in >> s; }), "End_of_file_reached");
+  EXPECT_EQ(in.position(), 28u);  // back at the string's length
   std::vector<float> f{9.0f};
-  EXPECT_EQ(codeOf([&] { bad >> f; }), "End_of_file_reached");
+  EXPECT_EQ(codeOf([&] { in >> f; }), "End_of_file_reached");
   EXPECT_EQ(f, std::vector<float>{9.0f});
 }
 

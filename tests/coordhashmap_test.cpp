@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <limits>
@@ -67,51 +68,30 @@ TEST(CoordHashMap, MergesPointsWithinTheTolerance) {
   }
 }
 
-TEST(CoordHashMap, LookupWithoutInsertLeavesTheMapUnchanged) {
-  CoordHashMap map(2, 0.0, 0, false, 0.0, 0.0);
-  const double p[] = {1.0, 2.0};
-  const auto miss = map.insert(p, 1, false);
-  EXPECT_EQ(miss.first, nullptr);
-  EXPECT_TRUE(miss.second);
-  EXPECT_EQ(map.size(), 0u);
-}
-
-// The matching rule written out plainly: the first stored point whose every coordinate is
-// within the tolerance.
-struct BruteForce {
-  unsigned dim;
-  double tol;
-  std::vector<std::vector<double>> points;
-  std::vector<int> indices;
-
-  int insert(const double* c, int index) {
-    for (std::size_t p = 0; p < points.size(); ++p) {
-      bool all = true;
-      for (unsigned d = 0; d < dim; ++d)
-        all = all && std::fabs(points[p][d] - c[d]) <= tol;
-      if (all) return indices[p];
-    }
-    points.emplace_back(c, c + dim);
-    indices.push_back(index);
-    return index;
-  }
-};
-
 TEST(CoordHashMap, AgreesWithBruteForceOnClusteredAndSpreadPoints) {
   std::mt19937 rng(7);
+  // Coordinates on a grid of 0.005 so that many differences are close to the tolerance.
+  std::uniform_int_distribution<int> grid(0, 40);
+  const double tol = 0.01;
   for (unsigned dim = 1; dim <= 3; ++dim) {
     for (double cell : {0.0, 1e-9, 0.01, 1.0}) {
-      const double tol = 0.01;
       CoordHashMap map(dim, 1.0, 100, false, tol, cell);
-      BruteForce ref{dim, tol, {}, {}};
-      // Coordinates on a grid of 0.005 so that many differences are close to the tolerance.
-      std::uniform_int_distribution<int> grid(0, 40);
+      std::vector<std::pair<std::array<double, 3>, int>> stored;
       for (int i = 0; i < 3000; ++i) {
-        double c[3];
+        std::array<double, 3> c{};
         for (unsigned d = 0; d < dim; ++d)
           c[d] = grid(rng) * 0.005;
-        const int expected = ref.insert(c, i);
-        const auto got = map.insert(c, i, true);
+        // The matching rule written out plainly: the first stored point whose every coordinate
+        // is within the tolerance.
+        int expected = i;
+        for (std::size_t p = 0; p < stored.size() && expected == i; ++p) {
+          bool all = true;
+          for (unsigned d = 0; d < dim; ++d)
+            all = all && std::fabs(stored[p].first[d] - c[d]) <= tol;
+          if (all) expected = stored[p].second;
+        }
+        if (expected == i) stored.push_back({c, i});
+        const auto got = map.insert(c.data(), i, true);
         ASSERT_EQ(*got.first, expected) << "dim " << dim << " cell " << cell << " point " << i;
         ASSERT_EQ(got.second, expected == i);
       }
@@ -119,9 +99,13 @@ TEST(CoordHashMap, AgreesWithBruteForceOnClusteredAndSpreadPoints) {
   }
 }
 
-TEST(CoordHashMap, PointersStayValidAsTheMapGrows) {
+TEST(CoordHashMap, LookupLeavesTheMapUnchangedAndPointersStayValid) {
   CoordHashMap map(1, 0.0, 1, false, 0.0, 0.0);
   const double first[] = {0.0};
+  const auto miss = map.insert(first, 42, false);
+  EXPECT_EQ(miss.first, nullptr);
+  EXPECT_TRUE(miss.second);
+  EXPECT_EQ(map.size(), 0u);
   const int* stored = map.insert(first, 42, true).first;
   for (int i = 1; i < 100000; ++i) {
     const double c[] = {static_cast<double>(i)};
