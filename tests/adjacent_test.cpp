@@ -83,7 +83,7 @@ TEST(Adjacent, DuplicateReplacesTheTargetCompletely) {
   EXPECT_EQ(binaryOf(target), binaryOf(sample()));
 }
 
-TEST(Adjacent, WritesTheExactSequence) {
+TEST(Adjacent, IdentityAndExactWriteSequence) {
   qvtest::RecordingOStream out;
   nkbase::Prop prop;
   sample().serializeRaw(out, prop);
@@ -101,6 +101,10 @@ TEST(Adjacent, WritesTheExactSequence) {
                                                  "int 0",      "# adjacent index",
                                                  "int 0",      "# adjacent orientation index",
                                                  "int 2",      "# next free element"}));
+  EXPECT_TRUE(Adjacent::isStaticClassID("RenderAdjacent"));
+  EXPECT_FALSE(Adjacent::isStaticClassID("renderadjacent"));
+  EXPECT_FALSE(Adjacent::isStaticClassID("RenderAdjacent "));
+  EXPECT_EQ(Adjacent::VERSION, 1u);
 }
 
 TEST(Adjacent, RoundTripsThroughBinaryAndText) {
@@ -142,13 +146,6 @@ TEST(Adjacent, CorruptCountsRaiseInsteadOfAllocating) {
   EXPECT_THROW(adj.deserialize(negIn), std::length_error);
 
   qvtest::expectEveryTruncationRaisesEndOfFile(sample());
-}
-
-TEST(Adjacent, ClassIdentityIsCaseSensitive) {
-  EXPECT_TRUE(Adjacent::isStaticClassID("RenderAdjacent"));
-  EXPECT_FALSE(Adjacent::isStaticClassID("renderadjacent"));
-  EXPECT_FALSE(Adjacent::isStaticClassID("RenderAdjacent "));
-  EXPECT_EQ(Adjacent::VERSION, 1u);
 }
 
 }  // namespace

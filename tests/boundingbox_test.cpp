@@ -77,7 +77,7 @@ TEST(BoundingBox, ConstructorsStoreTheNearestFloats) {
   EXPECT_EQ(big.getMaxY(), 0.3f);
 }
 
-TEST(BoundingBox, WritesVersionThenLabelledBounds) {
+TEST(BoundingBox, IdentityAndLabelledBounds) {
   qvtest::RecordingOStream out;
   nkbase::Prop prop;
   BoundingBox3D(1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.5f).serializeRaw(out, prop);
@@ -90,6 +90,15 @@ TEST(BoundingBox, WritesVersionThenLabelledBounds) {
   BoundingBox1D(-1.0f, 1.0f).serialize(one, prop);
   EXPECT_EQ(one.values(), (std::vector<std::string>{"string RenderBoundingBox1D", "unsigned 0",
                                                     "float -1", "float 1"}));
+  // The class ID compares bytes: case and trailing blanks matter.
+  EXPECT_EQ(BoundingBox2D::getStaticClassID(), "RenderBoundingBox2D");
+  EXPECT_TRUE(BoundingBox3D::isStaticClassID("RenderBoundingBox3D"));
+  EXPECT_FALSE(BoundingBox3D::isStaticClassID("renderboundingbox3d"));
+  EXPECT_FALSE(BoundingBox3D::isStaticClassID("RenderBoundingBox3D "));
+  const nkbase::Serializable& base = BoundingBox1D();
+  EXPECT_EQ(base.getClassID(), "RenderBoundingBox1D");
+  EXPECT_TRUE(base.isClassID("RenderBoundingBox1D"));
+  EXPECT_EQ(BoundingBox1D::VERSION, 0u);
 }
 
 TEST(BoundingBox, RoundTripsThroughBinaryAndText) {
@@ -113,17 +122,6 @@ TEST(BoundingBox, RefusesOtherVersionsBeforeReadingBounds) {
     EXPECT_EQ(in.consumed(), 1u);
     EXPECT_EQ(box.getMinX(), 5.0f);
   }
-}
-
-TEST(BoundingBox, ClassIdentityComparesBytes) {
-  EXPECT_EQ(BoundingBox2D::getStaticClassID(), "RenderBoundingBox2D");
-  EXPECT_TRUE(BoundingBox3D::isStaticClassID("RenderBoundingBox3D"));
-  EXPECT_FALSE(BoundingBox3D::isStaticClassID("renderboundingbox3d"));
-  EXPECT_FALSE(BoundingBox3D::isStaticClassID("RenderBoundingBox3D "));
-  const nkbase::Serializable& base = BoundingBox1D();
-  EXPECT_EQ(base.getClassID(), "RenderBoundingBox1D");
-  EXPECT_TRUE(base.isClassID("RenderBoundingBox1D"));
-  EXPECT_EQ(BoundingBox1D::VERSION, 0u);
 }
 
 TEST(Point, HoldsItsVertexAndIsAlwaysValid) {

@@ -29,7 +29,7 @@ Impression twoLines(int id = 3) {
   return imp;
 }
 
-TEST(ImpressionContent, DefaultsAndIdentity) {
+TEST(ImpressionContent, DefaultsIdentityAndLines) {
   const Impression imp;
   EXPECT_EQ(imp.getId(), -1);
   EXPECT_EQ(imp.getNumberOfLines(), 0);
@@ -38,18 +38,16 @@ TEST(ImpressionContent, DefaultsAndIdentity) {
   EXPECT_EQ(static_cast<const nkbase::Serializable&>(imp).getClassID(), "Impression");
   EXPECT_FALSE(Impression::isStaticClassID("impression"));
   EXPECT_EQ(Impression(12).getId(), 12);
-}
 
-TEST(ImpressionContent, AddLineAddsOneEndPointAndAllocateEmpties) {
-  Impression imp;
-  imp.addLine(1.0f, 2.0f);
-  EXPECT_EQ(imp.getNumberOfLines(), 0);
-  imp.addLine(3.0f, 4.0f);
-  imp.addLine(5.0f, 6.0f);
-  EXPECT_EQ(imp.getNumberOfLines(), 1);
-  EXPECT_EQ(imp.getVertices()[2].y, 6.0f);
-  imp.allocate(4);
-  EXPECT_TRUE(imp.getVertices().empty());
+  Impression lines;  // addLine adds one end point; allocate empties
+  lines.addLine(1.0f, 2.0f);
+  EXPECT_EQ(lines.getNumberOfLines(), 0);
+  lines.addLine(3.0f, 4.0f);
+  lines.addLine(5.0f, 6.0f);
+  EXPECT_EQ(lines.getNumberOfLines(), 1);
+  EXPECT_EQ(lines.getVertices()[2].y, 6.0f);
+  lines.allocate(4);
+  EXPECT_TRUE(lines.getVertices().empty());
 }
 
 TEST(ImpressionContent, CloneIsADeepCopy) {
@@ -102,16 +100,13 @@ ForgedIStream forged(int version, int count) {
       {version, std::string("RenderBoundingBox2D"), 0, 0.0f, 0.0f, 0.0f, 0.0f, count, 1.0f, 2.0f});
 }
 
-TEST(ImpressionBadInput, RefusesEveryVersionButZero) {
+TEST(ImpressionBadInput, RefusedVersionsTruncationsAndCorruptCounts) {
   for (int version : {1, -1}) {
     ForgedIStream is = forged(version, 1);
     Impression imp;
     EXPECT_EQ(codeOf([&] { imp.deserializeRaw(is); }), "Incompatible_native_file_version");
     EXPECT_EQ(is.consumed(), 1u);
   }
-}
-
-TEST(ImpressionBadInput, TruncatedOrCorruptCountsRaiseWithoutReserving) {
   qvtest::expectEveryTruncationRaisesEndOfFile(twoLines());
   // The vertex count precedes the eight floats: two billion vertices cannot fit in the bytes.
   std::vector<char> bytes = qvtest::binaryOf(twoLines());

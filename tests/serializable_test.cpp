@@ -91,7 +91,7 @@ TEST(InPlaceSerializable, PropertyListsTravelAsLengthsThenBytes) {
   EXPECT_EQ(dst.props, src.props);
 }
 
-TEST(InPlaceSerializable, ShortOrNegativeParametersRaise) {
+TEST(InPlaceSerializable, BadParametersAndMismatchedReceiversAreRefused) {
   Blocks dst;
   const auto codeFor = [&](std::vector<int> p) {
     return codeOf([&] { dst.initFromParameters(p); });
@@ -101,15 +101,13 @@ TEST(InPlaceSerializable, ShortOrNegativeParametersRaise) {
   EXPECT_EQ(codeFor({0, 2000000000}), "End_of_file_reached");  // must not allocate first
   EXPECT_EQ(codeFor({0, 1, -1, 0}), "Invalid_block_parameter");
   EXPECT_EQ(codeFor({0, 0}), "none");
-}
 
-TEST(InPlaceSerializable, ReceiverWithOtherBlocksIsRefused) {
-  struct Stubborn : Blocks {
+  struct Stubborn : Blocks {  // a receiver whose blocks differ from the sender's
     void initFromParameters(const std::vector<int>&) override { numbers = {0}; }
-  } dst;
+  } stubborn;
   Blocks src;
   src.numbers = {1, 2};
-  EXPECT_EQ(codeOf([&] { nkbase::transferByBlocks(src, dst); }), "Block_layout_mismatch");
+  EXPECT_EQ(codeOf([&] { nkbase::transferByBlocks(src, stubborn); }), "Block_layout_mismatch");
 }
 
 }  // namespace

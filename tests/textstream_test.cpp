@@ -115,8 +115,7 @@ TEST(TextStream, MalformedTextRaisesWithTheLine) {
 TEST(TextStream, VectorsRoundTripAndCountsAreBoundedByTheText) {
   std::stringstream text;
   TextOSerialStream out(text);
-  out << 3u << 1 << 2 << 3;
-  out << 0u;
+  out << 3u << 1 << 2 << 3 << 0u;
   TextISerialStream in(text);
   std::vector<int> a, b{7};
   in >> a >> b;
