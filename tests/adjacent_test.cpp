@@ -3,49 +3,54 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <sstream>
 #include <stdexcept>
 
-#include "qvutil/binarystream.h"
-#include "qvutil/textstream.h"
+#include "carrierstreamchecks.h"
 #include "recordingstream.h"
 
 using nkdatacarrier::Adjacent;
 
 namespace {
 
+using qvtest::binaryOf;
+using qvtest::codeOf;
 using Pairs = std::vector<std::pair<int, int>>;
 
-TEST(Adjacent, AllocatedSourcesHaveNoRuns) {
+// A source without a run answers null and zero, whether or not it exists.
+void expectNoRun(const Adjacent& adj, int source) {
+  EXPECT_EQ(adj.getAdjacents(source), nullptr) << source;
+  EXPECT_EQ(adj.getAdjacentOrientations(source), nullptr) << source;
+  EXPECT_EQ(adj.getNumberOfAdjacents(source), 0) << source;
+  EXPECT_EQ(adj.getStartIndexInTotalArray(source), 0) << source;
+}
+
+TEST(Adjacent, AllocateResetsEverySourceAndKeepsValues) {
+  const Adjacent empty;  // no sources: answers without reading anything
+  expectNoRun(empty, 7);
+  EXPECT_EQ(empty.getTotalAdjacents(), nullptr);
+
   Adjacent adj;
+  adj.allocate(1, 2);
+  adj.setAdjacent(0, Pairs{{5, 1}, {6, 2}});
   adj.allocate(3, 5);
   EXPECT_EQ(adj.getNumberOfFromIndices(), 3);
   EXPECT_EQ(adj.getTotalNumberOfAdjacents(), 5);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(adj.getAdjacents(i), nullptr);
-    EXPECT_EQ(adj.getAdjacentOrientations(i), nullptr);
-    EXPECT_EQ(adj.getNumberOfAdjacents(i), 0);
-    EXPECT_EQ(adj.getStartIndexInTotalArray(i), 0);
-  }
-  ASSERT_NE(adj.getTotalAdjacents(), nullptr);
-  EXPECT_EQ(adj.getTotalAdjacents()[4], 0);
+  for (int i = 0; i < 3; ++i)
+    expectNoRun(adj, i);
+  EXPECT_EQ(adj.getTotalAdjacents()[1], 6);  // kept
+  EXPECT_EQ(adj.getTotalAdjacents()[4], 0);  // new
+  adj.setAdjacent(1, std::vector<int>{7});
+  EXPECT_EQ(adj.getStartIndexInTotalArray(1), 0);   // filling restarted at 0
+  EXPECT_EQ(adj.getAdjacentOrientations(1)[0], 0);  // the index overload overwrote orientation 1
 }
 
-TEST(Adjacent, NoSourcesAnswerWithoutReading) {
-  const Adjacent empty;
-  EXPECT_EQ(empty.getNumberOfAdjacents(7), 0);
-  EXPECT_EQ(empty.getAdjacents(7), nullptr);
-  EXPECT_EQ(empty.getAdjacentOrientations(7), nullptr);
-  EXPECT_EQ(empty.getStartIndexInTotalArray(7), 0);
-  EXPECT_EQ(empty.getTotalAdjacents(), nullptr);
-}
-
+// Braced lists of indices, of pairs and empty ones select the matching overload.
 TEST(Adjacent, RunsAreFilledInCallOrder) {
   Adjacent adj;
   adj.allocate(3, 4);
-  adj.setAdjacent(2, std::vector<int>{4, 9});
-  adj.setAdjacent(0, Pairs{{1, -1}});
-  adj.setAdjacent(1, std::vector<int>{});  // empty: source 1 keeps no run
+  adj.setAdjacent(2, {4, 9});
+  adj.setAdjacent(0, {{1, -1}});
+  adj.setAdjacent(1, {});  // empty: source 1 keeps no run
   EXPECT_EQ(adj.getStartIndexInTotalArray(2), 0);
   EXPECT_EQ(adj.getStartIndexInTotalArray(0), 2);
   EXPECT_EQ(adj.getNumberOfAdjacents(2), 2);
@@ -53,62 +58,13 @@ TEST(Adjacent, RunsAreFilledInCallOrder) {
   EXPECT_EQ(adj.getAdjacentOrientations(2)[0], 0);
   EXPECT_EQ(adj.getAdjacents(0)[0], 1);
   EXPECT_EQ(adj.getAdjacentOrientations(0)[0], -1);
-  EXPECT_EQ(adj.getAdjacents(1), nullptr);
+  expectNoRun(adj, 1);
 
   // A second call orphans the first run and points the source at the new one.
-  adj.setAdjacent(0, std::vector<int>{8});
+  adj.setAdjacent(0, {8});
   EXPECT_EQ(adj.getStartIndexInTotalArray(0), 3);
+  EXPECT_EQ(adj.getAdjacents(0)[0], 8);
   EXPECT_EQ(adj.getTotalAdjacents()[2], 1);
-}
-
-TEST(Adjacent, BracedListsOfIndicesAreRuns) {
-  // A braced list of one index or none fits both vector overloads equally well.
-  Adjacent adj;
-  adj.allocate(3, 3);
-  adj.setAdjacent(2, {4, 9});
-  adj.setAdjacent(0, {1});
-  adj.setAdjacent(1, {});
-  EXPECT_EQ(adj.getStartIndexInTotalArray(0), 2);
-  EXPECT_EQ(adj.getAdjacents(0)[0], 1);
-  EXPECT_EQ(adj.getAdjacentOrientations(0)[0], 0);
-  EXPECT_EQ(adj.getAdjacents(1), nullptr);
-  EXPECT_EQ(adj.getAdjacents(2)[1], 9);
-
-  adj.allocate(2, 3);
-  adj.setAdjacent(0, {{7, -1}});  // one (index, orientation) pair
-  adj.setAdjacent(1, {{8, 2}, {6, 1}});
-  EXPECT_EQ(adj.getAdjacentOrientations(0)[0], -1);
-  EXPECT_EQ(adj.getAdjacents(1)[1], 6);
-  EXPECT_EQ(adj.getAdjacentOrientations(1)[0], 2);
-}
-
-TEST(Adjacent, ReallocationResetsSourcesButKeepsValues) {
-  Adjacent adj;
-  adj.allocate(1, 2);
-  adj.setAdjacent(0, Pairs{{5, 1}, {6, 2}});
-  adj.allocate(2, 3);
-  EXPECT_EQ(adj.getAdjacents(0), nullptr);
-  EXPECT_EQ(adj.getTotalAdjacents()[1], 6);
-  EXPECT_EQ(adj.getTotalAdjacents()[2], 0);
-  adj.setAdjacent(1, std::vector<int>{7});
-  EXPECT_EQ(adj.getStartIndexInTotalArray(1), 0);  // filling restarted at 0
-}
-
-TEST(Adjacent, DuplicateReplacesTheTargetCompletely) {
-  Adjacent src;
-  src.allocate(2, 3);
-  src.setAdjacent(1, Pairs{{4, 1}, {5, -1}});
-  Adjacent target;
-  target.allocate(5, 10);
-  target.setAdjacent(4, std::vector<int>{1, 2, 3, 4, 5, 6});
-  src.duplicate(target);
-  EXPECT_EQ(target.getNumberOfFromIndices(), 2);
-  EXPECT_EQ(target.getTotalNumberOfAdjacents(), 3);
-  EXPECT_EQ(target.getAdjacents(1)[1], 5);
-  EXPECT_EQ(target.getAdjacentOrientations(1)[1], -1);
-  // Next free element came along: the next run starts after the copied one.
-  target.setAdjacent(0, std::vector<int>{9});
-  EXPECT_EQ(target.getStartIndexInTotalArray(0), 2);
 }
 
 Adjacent sample() {
@@ -118,7 +74,16 @@ Adjacent sample() {
   return adj;
 }
 
-TEST(Adjacent, WritesTheExactSequence) {
+TEST(Adjacent, DuplicateReplacesTheTargetCompletely) {
+  Adjacent target;
+  target.allocate(5, 10);
+  target.setAdjacent(4, std::vector<int>{1, 2, 3, 4, 5, 6});
+  sample().duplicate(target);
+  // Every field, next free element included, equals the source's.
+  EXPECT_EQ(binaryOf(target), binaryOf(sample()));
+}
+
+TEST(Adjacent, IdentityAndExactWriteSequence) {
   qvtest::RecordingOStream out;
   nkbase::Prop prop;
   sample().serializeRaw(out, prop);
@@ -136,33 +101,15 @@ TEST(Adjacent, WritesTheExactSequence) {
                                                  "int 0",      "# adjacent index",
                                                  "int 0",      "# adjacent orientation index",
                                                  "int 2",      "# next free element"}));
-}
-
-void expectSample(const Adjacent& a) {
-  EXPECT_EQ(a.getNumberOfFromIndices(), 2);
-  EXPECT_EQ(a.getTotalNumberOfAdjacents(), 3);
-  EXPECT_EQ(a.getAdjacents(0), nullptr);
-  EXPECT_EQ(a.getAdjacents(1)[1], 5);
-  EXPECT_EQ(a.getAdjacentOrientations(1)[1], -1);
+  EXPECT_TRUE(Adjacent::isStaticClassID("RenderAdjacent"));
+  EXPECT_FALSE(Adjacent::isStaticClassID("renderadjacent"));
+  EXPECT_FALSE(Adjacent::isStaticClassID("RenderAdjacent "));
+  EXPECT_EQ(Adjacent::VERSION, 1u);
 }
 
 TEST(Adjacent, RoundTripsThroughBinaryAndText) {
-  nkbase::Prop prop;
-  BinaryOSerialStream bin;
-  sample().serialize(bin, prop);
-  BinaryISerialStream binIn(bin.getBuffer());
-  Adjacent a;
-  a.deserialize(binIn);
-  expectSample(a);
-  EXPECT_EQ(binIn.available(), 0u);
-
-  std::stringstream text;
-  TextOSerialStream textOut(text);
-  sample().serialize(textOut, prop);
-  TextISerialStream textIn(text);
-  Adjacent b;
-  b.deserialize(textIn);
-  expectSample(b);
+  for (const Adjacent& copy : qvtest::streamCopies(sample()))
+    EXPECT_EQ(binaryOf(copy), binaryOf(sample()));
 }
 
 TEST(Adjacent, VersionZeroHasNoOrientations) {
@@ -170,67 +117,35 @@ TEST(Adjacent, VersionZeroHasNoOrientations) {
   Adjacent adj;
   adj.deserializeRaw(in);
   EXPECT_EQ(in.consumed(), in.size());
-  EXPECT_EQ(adj.getAdjacents(0)[1], 8);
-  EXPECT_EQ(adj.getAdjacentOrientations(0)[0], 0);
-  EXPECT_EQ(adj.getAdjacentOrientations(0)[1], 0);
+  Adjacent expected;
+  expected.allocate(1, 2);
+  expected.setAdjacent(0, {7, 8});  // orientations 0
+  EXPECT_EQ(binaryOf(adj), binaryOf(expected));
 }
 
 TEST(Adjacent, RefusedVersionsConsumeNothingFurther) {
   for (int version : {2, -1}) {
     qvtest::ForgedIStream in({version, 1, 1, 0, 1, 3, 0, 1});
     Adjacent adj = sample();
-    try {
-      adj.deserializeRaw(in);
-      FAIL() << "version " << version << " accepted";
-    } catch (const nkbase::Exception& e) {
-      EXPECT_EQ(e.getCode(), "Incompatible_native_file_version");
-    }
+    EXPECT_EQ(codeOf([&] { adj.deserializeRaw(in); }), "Incompatible_native_file_version");
     EXPECT_EQ(in.consumed(), 1u);
-    expectSample(adj);
+    EXPECT_EQ(binaryOf(adj), binaryOf(sample()));
   }
 }
 
 TEST(Adjacent, CorruptCountsRaiseInsteadOfAllocating) {
-  nkbase::Prop prop;
-  BinaryOSerialStream bin;
-  sample().serializeRaw(bin, prop);
-  std::vector<char> bytes = bin.getBuffer();
-  // The number of sources is the int after the version.
-  const int huge = 1 << 30;
-  std::memcpy(&bytes[4], &huge, 4);
+  // The number of sources follows the class ID (4 + 14 bytes) and the version.
+  std::vector<char> bytes = binaryOf(sample());
+  const int huge = 1 << 30, negative = -3;
+  std::memcpy(&bytes[22], &huge, 4);
   BinaryISerialStream in(bytes);
   Adjacent adj;
-  try {
-    adj.deserializeRaw(in);
-    FAIL() << "corrupt count accepted";
-  } catch (const nkbase::Exception& e) {
-    EXPECT_EQ(e.getCode(), "End_of_file_reached");
-  }
-
-  const int negative = -3;
-  std::memcpy(&bytes[4], &negative, 4);
+  EXPECT_EQ(codeOf([&] { adj.deserialize(in); }), "End_of_file_reached");
+  std::memcpy(&bytes[22], &negative, 4);
   BinaryISerialStream negIn(bytes);
-  EXPECT_THROW(adj.deserializeRaw(negIn), std::length_error);
+  EXPECT_THROW(adj.deserialize(negIn), std::length_error);
 
-  // Every truncation point raises end of file.
-  const std::vector<char>& full = bin.getBuffer();
-  for (std::size_t cut = 4; cut < full.size(); ++cut) {
-    BinaryISerialStream cutIn(full.data(), cut);
-    Adjacent c;
-    try {
-      c.deserializeRaw(cutIn);
-      FAIL() << "truncation at " << cut << " accepted";
-    } catch (const nkbase::Exception& e) {
-      EXPECT_EQ(e.getCode(), "End_of_file_reached");
-    }
-  }
-}
-
-TEST(Adjacent, ClassIdentityIsCaseSensitive) {
-  EXPECT_TRUE(Adjacent::isStaticClassID("RenderAdjacent"));
-  EXPECT_FALSE(Adjacent::isStaticClassID("renderadjacent"));
-  EXPECT_FALSE(Adjacent::isStaticClassID("RenderAdjacent "));
-  EXPECT_EQ(Adjacent::VERSION, 1u);
+  qvtest::expectEveryTruncationRaisesEndOfFile(sample());
 }
 
 }  // namespace

@@ -2,16 +2,14 @@
 
 #include <cmath>
 #include <limits>
-#include <sstream>
 
+#include "carrierstreamchecks.h"
 #include "datacarrier/boundingbox1d.h"
 #include "datacarrier/boundingbox2d.h"
 #include "datacarrier/boundingbox3d.h"
 #include "datacarrier/point1d.h"
 #include "datacarrier/point2d.h"
 #include "datacarrier/point3d.h"
-#include "qvutil/binarystream.h"
-#include "qvutil/textstream.h"
 #include "recordingstream.h"
 
 using namespace nkdatacarrier;
@@ -20,7 +18,7 @@ namespace {
 
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-TEST(BoundingBox, IntervalsThatTouchIntersect) {
+TEST(BoundingBox, IntersectsUnlessStrictlyApartOnSomeAxis) {
   EXPECT_TRUE(BoundingBox1D(0.0f, 1.0f).intersects(BoundingBox1D(1.0f, 2.0f)));
   EXPECT_TRUE(BoundingBox1D(1.0f, 2.0f).intersects(BoundingBox1D(0.0f, 1.0f)));
   EXPECT_FALSE(BoundingBox1D(0.0f, 1.0f).intersects(BoundingBox1D(1.0001f, 2.0f)));
@@ -32,18 +30,15 @@ TEST(BoundingBox, IntervalsThatTouchIntersect) {
   EXPECT_FALSE(BoundingBox3D(0.0, 1.0, 0.0, 1.0, 0.0, 1.0)
                    .intersects(BoundingBox3D(0.0, 1.0, 0.0, 1.0, 1.5, 2.0)));
   EXPECT_FALSE(BoundingBox2D(0.0, 1.0, 0.0, 1.0).intersects(BoundingBox2D(0.0, 1.0, -2.0, -1.0)));
-}
 
-TEST(BoundingBox, InvertedBoxesOverlapOnlyWhatSpansThem) {
+  // An inverted box overlaps only what spans it from its stored maximum to its minimum.
   const BoundingBox1D inverted(2.0f, 1.0f);
   EXPECT_FALSE(inverted.intersects(inverted));
   EXPECT_TRUE(inverted.intersects(BoundingBox1D(1.0f, 2.0f)));   // reaches from max to min
   EXPECT_FALSE(inverted.intersects(BoundingBox1D(1.5f, 3.0f)));  // starts above the stored max
   const BoundingBox2D flatY(0.0, 1.0, 3.0, 2.0);
   EXPECT_FALSE(flatY.intersects(flatY));
-}
-
-TEST(BoundingBox, NaNBoundsNeverSeparateAnAxis) {
+  // A comparison with NaN is false, so NaN bounds never separate an axis.
   EXPECT_TRUE(BoundingBox1D(kNaN, kNaN).intersects(BoundingBox1D(5.0f, 6.0f)));
   EXPECT_FALSE(
       BoundingBox2D(kNaN, kNaN, 0.0f, 1.0f).intersects(BoundingBox2D(5.0f, 6.0f, 2.0f, 3.0f)));
@@ -64,33 +59,25 @@ TEST(BoundingBox, PointInsideIsInclusiveOnAllSides) {
   EXPECT_TRUE(tenth.pointInside(double(0.1f), 0.5));
 }
 
-TEST(BoundingBox, DoubleConstructorsRoundToTheNearestFloat) {
-  const BoundingBox1D box(0.1, 0.2);
-  EXPECT_EQ(box.getMinX(), 0.1f);
-  EXPECT_EQ(box.getMaxX(), 0.2f);
+TEST(BoundingBox, ConstructorsStoreTheNearestFloats) {
+  EXPECT_EQ(BoundingBox1D(0.1, 0.2).getMinX(), 0.1f);  // double arguments, rounded
+  EXPECT_EQ(BoundingBox1D(0.1, 0.2).getMaxX(), 0.2f);
   const BoundingBox3D def;
-  EXPECT_EQ(def.getMinZ(), 0.0f);
-  EXPECT_EQ(def.getMaxZ(), 0.0f);
-  const BoundingBox3D b(1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f);
+  EXPECT_TRUE(def.getMinX() == 0.0f && def.getMaxY() == 0.0f && def.getMaxZ() == 0.0f);
   BoundingBox3D copy;
-  copy = b;
+  copy = BoundingBox3D(1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f);
   EXPECT_EQ(copy.getMinY(), 3.0f);
   EXPECT_EQ(copy.getMaxZ(), 6.0f);
-}
-
-TEST(BoundingBox, IntegerAndMixedArgumentsAreTakenAsDoubles) {
-  // Neither the float nor the double constructor is a better match for these.
-  const BoundingBox2D ints(0, 1, -2, 3);
-  EXPECT_EQ(ints.getMinX(), 0.0f);
-  EXPECT_EQ(ints.getMaxY(), 3.0f);
-  const BoundingBox1D mixed(0.5f, 0.1);
-  EXPECT_EQ(mixed.getMaxX(), 0.1f);
+  // Integer and mixed arguments: neither the float nor the double constructor is a better
+  // match, and they are taken as doubles.
+  EXPECT_EQ(BoundingBox2D(0, 1, -2, 3).getMaxY(), 3.0f);
+  EXPECT_EQ(BoundingBox1D(0.5f, 0.1).getMaxX(), 0.1f);
   const BoundingBox3D big(16777217, 1, 0.25f, 0.3, 0, 0);  // 2^24 + 1 has no float
   EXPECT_EQ(big.getMinX(), 16777216.0f);
   EXPECT_EQ(big.getMaxY(), 0.3f);
 }
 
-TEST(BoundingBox, WritesVersionThenLabelledBounds) {
+TEST(BoundingBox, IdentityAndLabelledBounds) {
   qvtest::RecordingOStream out;
   nkbase::Prop prop;
   BoundingBox3D(1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.5f).serializeRaw(out, prop);
@@ -103,49 +90,7 @@ TEST(BoundingBox, WritesVersionThenLabelledBounds) {
   BoundingBox1D(-1.0f, 1.0f).serialize(one, prop);
   EXPECT_EQ(one.values(), (std::vector<std::string>{"string RenderBoundingBox1D", "unsigned 0",
                                                     "float -1", "float 1"}));
-}
-
-TEST(BoundingBox, RoundTripsThroughBinaryAndText) {
-  nkbase::Prop prop;
-  const BoundingBox2D box(-0.0f, 1e-40f, -3.25f, std::numeric_limits<float>::infinity());
-  BinaryOSerialStream bin;
-  box.serialize(bin, prop);
-  BinaryISerialStream binIn(bin.getBuffer());
-  BoundingBox2D fromBin;
-  fromBin.deserialize(binIn);
-
-  std::stringstream text;
-  TextOSerialStream textOut(text);
-  box.serialize(textOut, prop);
-  TextISerialStream textIn(text);
-  BoundingBox2D fromText;
-  fromText.deserialize(textIn);
-
-  for (const BoundingBox2D* b : {&fromBin, &fromText}) {
-    EXPECT_TRUE(std::signbit(b->getMinX()));
-    EXPECT_EQ(b->getMaxX(), 1e-40f);
-    EXPECT_EQ(b->getMinY(), -3.25f);
-    EXPECT_EQ(b->getMaxY(), std::numeric_limits<float>::infinity());
-  }
-}
-
-TEST(BoundingBox, RefusesOtherVersionsBeforeReadingBounds) {
-  for (int version : {1, -1}) {
-    qvtest::ForgedIStream in({version, 1.0f, 2.0f});
-    BoundingBox1D box(5.0f, 6.0f);
-    try {
-      box.deserializeRaw(in);
-      FAIL() << "version " << version << " accepted";
-    } catch (const nkbase::Exception& e) {
-      EXPECT_EQ(e.getCode(), "Incompatible_native_file_version");
-      EXPECT_EQ(e.getModule(), "datacarrier/boundingbox1d");
-    }
-    EXPECT_EQ(in.consumed(), 1u);
-    EXPECT_EQ(box.getMinX(), 5.0f);
-  }
-}
-
-TEST(BoundingBox, ClassIdentityComparesBytes) {
+  // The class ID compares bytes: case and trailing blanks matter.
   EXPECT_EQ(BoundingBox2D::getStaticClassID(), "RenderBoundingBox2D");
   EXPECT_TRUE(BoundingBox3D::isStaticClassID("RenderBoundingBox3D"));
   EXPECT_FALSE(BoundingBox3D::isStaticClassID("renderboundingbox3d"));
@@ -156,21 +101,42 @@ TEST(BoundingBox, ClassIdentityComparesBytes) {
   EXPECT_EQ(BoundingBox1D::VERSION, 0u);
 }
 
+TEST(BoundingBox, RoundTripsThroughBinaryAndText) {
+  const BoundingBox2D box(-0.0f, 1e-40f, -3.25f, std::numeric_limits<float>::infinity());
+  for (const BoundingBox2D& b : qvtest::streamCopies(box))
+    EXPECT_EQ(qvtest::binaryOf(b), qvtest::binaryOf(box));  // bit for bit, -0 included
+  qvtest::expectEveryTruncationRaisesEndOfFile(box);
+}
+
+TEST(BoundingBox, RefusesOtherVersionsBeforeReadingBounds) {
+  for (int version : {1, -1}) {
+    qvtest::ForgedIStream in({version, 1.0f, 2.0f});
+    BoundingBox1D box(5.0f, 6.0f);
+    try {
+      box.deserializeRaw(in);
+      ADD_FAILURE() << "version " << version << " accepted";
+    } catch (const nkbase::Exception& e) {
+      EXPECT_EQ(e.getCode(), "Incompatible_native_file_version");
+      EXPECT_EQ(e.getModule(), "datacarrier/boundingbox1d");
+    }
+    EXPECT_EQ(in.consumed(), 1u);
+    EXPECT_EQ(box.getMinX(), 5.0f);
+  }
+}
+
 TEST(Point, HoldsItsVertexAndIsAlwaysValid) {
+  EXPECT_TRUE(Point1D().isValid() && Point2D().isValid() && Point3D().isValid());
+  EXPECT_EQ(Point3D().getVertex().z, 0.0f);
   Point1D p1;
-  Point2D p2;
-  Point3D p3;
-  EXPECT_TRUE(p1.isValid() && p2.isValid() && p3.isValid());
-  EXPECT_EQ(p3.getVertex().z, 0.0f);
-  p3.setVertex(1.0f, 2.0f, 3.0f);
-  Point3D copy;
-  copy = p3;
-  EXPECT_EQ(copy.getVertex().x, 1.0f);
-  EXPECT_EQ(copy.getVertex().z, 3.0f);
-  p2.setVertex(-1.0f, 0.5f);
-  EXPECT_EQ(p2.getVertex().y, 0.5f);
   p1.setVertex(7.0f);
+  Point2D p2;
+  p2.setVertex(-1.0f, 0.5f);
+  Point3D p3, copy;
+  p3.setVertex(1.0f, 2.0f, 3.0f);
+  copy = p3;
   EXPECT_EQ(p1.getVertex().x, 7.0f);
+  EXPECT_EQ(p2.getVertex().y, 0.5f);
+  EXPECT_TRUE(copy.getVertex().x == 1.0f && copy.getVertex().z == 3.0f);
 }
 
 }  // namespace
