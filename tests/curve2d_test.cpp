@@ -11,11 +11,11 @@
 using nkdatacarrier::BoundingBox2D;
 using nkdatacarrier::Curve2D;
 using qvtest::ForgedIStream;
+using Values = std::vector<ForgedIStream::Value>;
 
 namespace {
 
-Curve2D makeCurve(std::initializer_list<Curve2D::Vertex> points, BoundingBox2D box,
-                  bool valid = true) {
+Curve2D makeCurve(std::vector<Curve2D::Vertex> points, BoundingBox2D box, bool valid = true) {
   Curve2D c;
   c.reserve(static_cast<int>(points.size()));
   for (const auto& p : points)
@@ -25,8 +25,12 @@ Curve2D makeCurve(std::initializer_list<Curve2D::Vertex> points, BoundingBox2D b
   return c;
 }
 
-void addBox(ForgedIStream& s) {
-  s.add(std::string("RenderBoundingBox2D")).add(0).add(1.0f).add(2.0f).add(3.0f).add(4.0f);
+// Values of a forged stream: `head`, a nested box (1, 2, 3, 4), then `tail`.
+Values withBox(Values head, const Values& tail) {
+  const Values box{std::string("RenderBoundingBox2D"), 0, 1.0f, 2.0f, 3.0f, 4.0f};
+  head.insert(head.end(), box.begin(), box.end());
+  head.insert(head.end(), tail.begin(), tail.end());
+  return head;
 }
 
 }  // namespace
@@ -56,8 +60,11 @@ TEST(Curve2DSegmentHelpers, BoxLineIntersectCountsTouching) {
   EXPECT_TRUE(Curve2D::boxLineIntersect(unit, {1, -1}, {1, 2}));        // along a side
   EXPECT_TRUE(Curve2D::boxLineIntersect(unit, {-1, 0.5f}, {2, 0.5f}));  // crosses
   EXPECT_TRUE(Curve2D::boxLineIntersect(unit, {0.2f, 0.2f}, {0.3f, 0.3f}));
-  EXPECT_FALSE(Curve2D::boxLineIntersect(unit, {-2, 0}, {-1, 1}));
-  EXPECT_FALSE(Curve2D::boxLineIntersect(unit, {1.5f, 0}, {1.5f, 1}));
+  // On the box's centre lines, beside it on each side: only the x or the y axis separates.
+  using Segment = std::pair<Curve2D::Vertex, Curve2D::Vertex>;
+  for (const auto& [a, b] : {Segment{{2, 0.5f}, {3, 0.5f}}, Segment{{-3, 0.5f}, {-2, 0.5f}},
+                             Segment{{0.5f, 2}, {0.5f, 3}}, Segment{{0.5f, -3}, {0.5f, -2}}})
+    EXPECT_FALSE(Curve2D::boxLineIntersect(unit, a, b)) << a.x << ", " << a.y;
 }
 
 TEST(Curve2DInside, BallAndBoxIncludeTheirBoundary) {
@@ -100,86 +107,50 @@ TEST(Curve2DIntersects, BallIsStrictBoxIsInclusive) {
 }
 
 TEST(Curve2DSerialization, WritesTheExactSequenceAndRoundTrips) {
-  Curve2D c = makeCurve({{0, 0}, {3, 0.5f}}, {0.0f, 3.0f, 0.0f, 0.5f});
+  Curve2D c = makeCurve({{0, 0}, {3, 0.5f}}, {0.0f, 3.0f, 0.0f, 0.5f}, false);
   c.setUp(5);
-  qvtest::RecordingOStream os;
+  qvtest::RecordingOStream invalid, os;
   nkbase::Prop prop;
-  c.serializeRaw(os, prop);
-  const std::vector<std::string> expected{"unsigned 1",
-                                          "# version",
-                                          "# Bounding box",
-                                          "string RenderBoundingBox2D",
-                                          "unsigned 0",
-                                          "# version",
-                                          "float 0",
-                                          "# minimum x-coordinate",
-                                          "float 3",
-                                          "# maximum x-coordinate",
-                                          "float 0",
-                                          "# minimum y-coordinate",
-                                          "float 0.5",
-                                          "# maximum y-coordinate",
-                                          "# ",
-                                          "bool true",
-                                          "# is valid",
-                                          "int 2",
-                                          "# number of vertices",
-                                          "# Vertex coordinates",
-                                          "float 0",
-                                          "float 0",
-                                          "# ",
-                                          "float 3",
-                                          "float 0.5",
-                                          "# ",
-                                          "# Domain on up side",
-                                          "int 5",
-                                          "# ",
-                                          "# Domain on down side",
-                                          "int -1",
-                                          "# "};
-  EXPECT_EQ(os.lines, expected);
-  c.setValid(false);  // nothing after the flag, not even the side domains
-  qvtest::RecordingOStream invalid;
   c.serializeRaw(invalid, prop);
-  EXPECT_EQ(invalid.lines.size(), 17u);
-  EXPECT_EQ(invalid.lines.back(), "# is valid");
-
+  std::vector<std::string> expected(
+      {"unsigned 1", "# version", "# Bounding box", "string RenderBoundingBox2D", "unsigned 0",
+       "# version", "float 0", "# minimum x-coordinate", "float 3", "# maximum x-coordinate",
+       "float 0", "# minimum y-coordinate", "float 0.5", "# maximum y-coordinate", "# ",
+       "bool false", "# is valid"});
+  EXPECT_EQ(invalid.lines, expected);  // nothing after the flag, not even the side domains
+  c.setValid(true);
+  c.serializeRaw(os, prop);
+  expected[15] = "bool true";
+  expected.insert(expected.end(),
+                  {"int 2", "# number of vertices", "# Vertex coordinates", "float 0", "float 0",
+                   "# ", "float 3", "float 0.5", "# ", "# Domain on up side", "int 5", "# ",
+                   "# Domain on down side", "int -1", "# "});
+  EXPECT_EQ(os.lines, expected);
+  // Through the binary and the text stream every field comes back to the last bit.
   c = makeCurve({{0.1f, -2}, {1e30f, 7}}, {-1.0f, 2.0f, -3.0f, 4.0f});
   c.setDown(8);
-  for (const Curve2D& r : qvtest::streamCopies(c)) {
-    ASSERT_TRUE(r.isValid());
-    ASSERT_EQ(r.getNumberOfVertices(), 2);
-    EXPECT_EQ(r.getVertex(0).x, 0.1f);
-    EXPECT_EQ(r.getVertex(1).x, 1e30f);
-    EXPECT_EQ(r.getDown(), 8);
-    EXPECT_EQ(r.getBoundingBox().getMaxY(), 4.0f);
-  }
+  for (const Curve2D& r : qvtest::streamCopies(c))
+    EXPECT_EQ(qvtest::binaryOf(r), qvtest::binaryOf(c));
 }
 
 TEST(Curve2DSerialization, ReadsVersionZeroAndKeepsTheCurveOnAnInvalidStream) {
-  Curve2D c = makeCurve({{1, 2}, {3, 4}}, {});
+  Curve2D c = makeCurve({{1, 2}, {3, 4}}, {1.0f, 2.0f, 3.0f, 4.0f});  // as the forged streams
   c.setUp(7);
+  const std::vector<char> before = qvtest::binaryOf(c);
   ForgedIStream invalid0({0, false, 99});
   c.deserializeRaw(invalid0);
   EXPECT_EQ(invalid0.consumed(), 2u);  // version and flag only
-  ForgedIStream invalid1({1});
-  addBox(invalid1);
-  invalid1.add(false);
+  ForgedIStream invalid1(withBox({1}, {false}));
   c.deserializeRaw(invalid1);
   EXPECT_EQ(invalid1.consumed(), invalid1.size());
-  EXPECT_TRUE(c.isValid());
-  EXPECT_EQ(c.getNumberOfVertices(), 2);
-  EXPECT_EQ(c.getUp(), 7);
-
-  ForgedIStream valid0({0, true});
-  addBox(valid0);
-  valid0.add(1).add(1.5f).add(3.5f).add(4).add(-1);
+  EXPECT_EQ(qvtest::binaryOf(c), before);
+  // Version 0: the flag, then the box of a valid curve.
+  ForgedIStream valid0(withBox({0, true}, {1, 1.5f, 3.5f, 4, -1}));
   c.deserializeRaw(valid0);
   EXPECT_EQ(valid0.consumed(), valid0.size());
-  ASSERT_EQ(c.getNumberOfVertices(), 1);
-  EXPECT_EQ(c.getVertex(0).y, 3.5f);
-  EXPECT_EQ(c.getUp(), 4);
-  EXPECT_EQ(c.getBoundingBox().getMinY(), 3.0f);
+  Curve2D expected = makeCurve({{1.5f, 3.5f}}, {1.0f, 2.0f, 3.0f, 4.0f});
+  expected.setUp(4);
+  EXPECT_EQ(qvtest::binaryOf(c), qvtest::binaryOf(expected));
 }
 
 TEST(Curve2DSerialization, RefusesUnknownVersionsBadCountsAndTruncation) {
@@ -189,15 +160,11 @@ TEST(Curve2DSerialization, RefusesUnknownVersionsBadCountsAndTruncation) {
     EXPECT_EQ(qvtest::codeOf([&] { c.deserializeRaw(s); }), "Incompatible_native_file_version");
     EXPECT_EQ(s.consumed(), 1u);
   }
-  ForgedIStream negative({0, true});
-  addBox(negative);
-  negative.add(-1);
+  ForgedIStream negative(withBox({0, true}, {-1}));
   Curve2D c;
   EXPECT_THROW(c.deserializeRaw(negative), std::length_error);
   // A stream that cannot tell its length announces two billion vertices and holds one.
-  ForgedIStream huge({1});
-  addBox(huge);
-  huge.add(true).add(INT_MAX).add(1.0f).add(2.0f);
+  ForgedIStream huge(withBox({1}, {true, INT_MAX, 1.0f, 2.0f}));
   EXPECT_EQ(qvtest::codeOf([&] { c.deserializeRaw(huge); }), "End_of_file_reached");
 
   c = makeCurve({{0, 0}, {1, 1}, {2, 0}}, {0.0f, 2.0f, 0.0f, 1.0f});
