@@ -2,9 +2,7 @@
 // and their outer serialized frame (the full write sequences are in the geometries' tests).
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <functional>
-#include <limits>
 #include <stdexcept>
 
 // The carriers first: the stream checks rely on their includes for nkbase::Prop.
@@ -98,26 +96,9 @@ TEST(RenderDrawSerialization, EmptyAndMalformedSnappingLists) {
   d2.setSnapCoord(Snap{{1, 2, 3}, {4}});
   EXPECT_EQ(tailOf(d2, 7), (Lines{"# Number of snapping points", "int 1", "# ",
                                   "# Snapping coordinates", "double 1", "double 4", "# "}));
-}
-
-TEST(RenderDrawSerialization, RoundTripsKeepEveryValueBitForBit) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  RenderDraw1D d1(RenderDrawGeom1D::DRAW_1D_A, 6);
-  d1.setSnapCoord({0.1, -1e300, 5e-324});
-  for (const RenderDraw1D& r : qvtest::streamCopies(d1))
-    EXPECT_EQ(r.getSnapCoord(), d1.getSnapCoord());
+  // An empty list reads back as two empty vectors in 2D, as an empty one in 1D.
+  EXPECT_EQ(qvtest::streamCopies(RenderDraw2D())[1].getSnapCoord(), Snap(2));
   EXPECT_TRUE(qvtest::streamCopies(RenderDraw1D())[1].getSnapCoord().empty());
-  RenderDraw2D d2(RenderDrawGeom2D::DRAW_2D_B, 6);
-  // An empty list reads back as two empty vectors.
-  EXPECT_EQ(qvtest::streamCopies(d2)[1].getSnapCoord(), Snap(2));
-  d2.setSnapCoord(Snap{{nan, 1.0 / 3}, {-0.0, 2}});
-  for (const RenderDraw2D& r : qvtest::streamCopies(d2)) {
-    ASSERT_EQ(r.getSnapCoord().size(), 2u);
-    EXPECT_TRUE(std::isnan(r.getSnapCoord()[0][0]));
-    EXPECT_EQ(r.getSnapCoord()[0][1], 1.0 / 3);
-    EXPECT_TRUE(std::signbit(r.getSnapCoord()[1][0]));
-    EXPECT_EQ(r.getSnapCoord()[1][1], 2.0);
-  }
 }
 
 TEST(RenderDrawSerialization, ReadingReplacesTheSnappingList) {

@@ -48,14 +48,6 @@ std::string raiseSite(const std::function<void()>& f) try {
   return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
 }
 
-// The lines of the given groups, one after the other.
-std::vector<std::string> joined(std::initializer_list<std::vector<std::string>> groups) {
-  std::vector<std::string> all;
-  for (const std::vector<std::string>& group : groups)
-    all.insert(all.end(), group.begin(), group.end());
-  return all;
-}
-
 // What a carrier writes through serialize: its class identifier, then its own sequence.
 std::vector<std::string> written(const nkbase::Serializable& s) {
   qvtest::RecordingOStream os;
@@ -169,23 +161,26 @@ TEST(RenderDrawGeom1DSerialization, WriteSequenceAndRoundTrip) {
   g.curveToPointAdjacent().setAdjacent(0, Ints{0, 1});
   g.pointToCurveAdjacent().allocate(2, 1);
   g.pointToCurveAdjacent().setAdjacent(1, std::vector<std::pair<int, int>>{{0, 1}});
-  g.setSnapCoord({2.5, -1});
+  g.setSnapCoord({0.1, -1e300});
   // Deliberately one empty label more after the drawing object's version than in 2D.
-  const std::vector<std::string> expected =
-      joined({{"string RenderDraw1D", "unsigned 0", "# version", "# ", "unsigned 0", "# version",
-               "# ", "int 10", "# object type", "int 7", "# unique identifier", "string axis",
-               "# object label", "# ", "# Bounding box"},
-              written(g.getBoundingBox()),
-              {"# ", "int 2", "# number of points", "int 2", "# number of curves", "# ", "# Points",
-               "float 3", "# ", "float -1.5", "# ", "# ", "# Curves"},
-              written(g.getCurve(0)),
-              written(g.getCurve(1)),
-              {"# ", "# Curve to point adjacencies"},
-              written(g.getCurveToPointAdjacent()),
-              {"# ", "# Point to curve adjacencies"},
-              written(g.getPointToCurveAdjacent()),
-              {"# Number of snapping points", "int 2", "# ", "# Snapping coordinates", "double 2.5",
-               "# ", "double -1", "# "}});
+  std::vector<std::string> expected;
+  const auto append = [&](const std::vector<std::string>& lines) {
+    expected.insert(expected.end(), lines.begin(), lines.end());
+  };
+  append({"string RenderDraw1D", "unsigned 0", "# version", "# ", "unsigned 0", "# version", "# "});
+  append({"int 10", "# object type", "int 7", "# unique identifier", "string axis"});
+  append({"# object label", "# ", "# Bounding box"});
+  append(written(g.getBoundingBox()));
+  append({"# ", "int 2", "# number of points", "int 2", "# number of curves", "# ", "# Points"});
+  append({"float 3", "# ", "float -1.5", "# ", "# ", "# Curves"});
+  append(written(g.getCurve(0)));
+  append(written(g.getCurve(1)));
+  append({"# ", "# Curve to point adjacencies"});
+  append(written(g.getCurveToPointAdjacent()));
+  append({"# ", "# Point to curve adjacencies"});
+  append(written(g.getPointToCurveAdjacent()));
+  append({"# Number of snapping points", "int 2", "# ", "# Snapping coordinates"});
+  append({"double 0.1", "# ", "double -1e+300", "# "});
   EXPECT_EQ(written(g), expected);
   // Every field is written, so a copy that writes the same has every field back.
   for (const RenderDraw1D& r : qvtest::streamCopies(g))

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <limits>
 
 #include "carrierstreamchecks.h"
 #include "datacarrier/renderdraw2d.h"
@@ -358,7 +359,9 @@ TEST(RenderDrawGeom2DSerialization, WriteSequenceAndRoundTrip) {
   g.setPointToCurveAdjacent({{{0, 4}}, {}, {}, {}});
   g.setPointToFaceAdjacent({{{1, 0}, {2, 0}}});
   g.setCurveToFaceAdjacent({{{1, 0}}, {{1, 0}, {2, 0}}});
-  g.setSnapCoord(std::vector<std::vector<double>>{{1, 3}, {2, 4}});
+  // Snapping values that only survive a stream bit for bit.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  g.setSnapCoord(std::vector<std::vector<double>>{{5e-324, 1.0 / 3}, {-0.0, nan}});
   std::vector<std::string> expected{"string RenderDraw2D", "unsigned 0",     "# version",
                                     "unsigned 0",          "# version",      "int 7",
                                     "# object type",       "int 21",         "# unique identifier",
@@ -389,7 +392,7 @@ TEST(RenderDrawGeom2DSerialization, WriteSequenceAndRoundTrip) {
   }
   // The drawing object's snapping points, x and y side by side.
   append({"# Number of snapping points", "int 2", "# ", "# Snapping coordinates"});
-  append({"double 1", "double 2", "# ", "double 3", "double 4", "# "});
+  append({"double 5e-324", "double -0", "# ", "double 0.3333333333333333", "double nan", "# "});
   EXPECT_EQ(written(g), expected);
 
   EXPECT_EQ(g.getBndArea(2, {0}), 0.0);
