@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "carrierstreamchecks.h"
 #include "datacarrier/renderdraw1d.h"
@@ -14,214 +15,180 @@ using nkdatacarrier::Curve1D;
 using nkdatacarrier::RenderDraw1D;
 using nkdatacarrier::RenderDrawGeom;
 using nkdatacarrier::RenderDrawGeom1D;
-using qvtest::codeOf;
 
 namespace {
 
 using Ints = std::vector<int>;
+using Coords = std::vector<std::vector<float>>;
 
-// A valid curve through the given coordinates; its box spans them.
-Curve1D makeCurve(std::vector<float> xs) {
-  Curve1D c;
-  c.allocate(static_cast<int>(xs.size()));
-  float lo = xs.empty() ? 0.0f : xs[0];
-  float hi = lo;
-  for (std::size_t i = 0; i < xs.size(); ++i) {
-    c.setVertex(int(i), xs[i]);
-    lo = std::min(lo, xs[i]);
-    hi = std::max(hi, xs[i]);
-  }
-  c.setBoundingBox1D(BoundingBox1D(lo, hi));
-  c.setValid(true);
-  return c;
-}
-
+// Valid curves through the given coordinates, each boxed by its first and last, and points.
 RenderDraw1D makeGeometry(std::vector<std::vector<float>> curves, std::vector<float> points) {
   RenderDraw1D g(RenderDrawGeom1D::DRAW_1D_A, 7);
   g.allocate(static_cast<int>(curves.size()), static_cast<int>(points.size()));
-  for (std::size_t i = 0; i < curves.size(); ++i)
-    g.curve(int(i)) = makeCurve(curves[i]);
-  for (std::size_t i = 0; i < points.size(); ++i)
-    g.point(int(i)).setVertex(points[i]);
+  for (int i = 0; i < g.getNumberOfCurves(); ++i) {
+    const std::vector<float>& xs = curves[i];
+    Curve1D& c = g.curve(i);
+    c.allocate(static_cast<int>(xs.size()));
+    for (int k = 0; k < c.getNumberOfVertices(); ++k)
+      c.setVertex(k, xs[k]);
+    if (!xs.empty()) c.setBoundingBox1D(BoundingBox1D(xs.front(), xs.back()));
+    c.setValid(true);
+  }
+  for (int i = 0; i < g.getNumberOfPoints(); ++i)
+    g.point(i).setVertex(points[i]);
   g.setBoundingBox1D(BoundingBox1D(-1.0f, 10.0f));
   return g;
 }
 
 // Module, line and code of the exception that f raises.
-template <typename F>
-std::string raiseSite(F&& f) {
-  try {
-    f();
-  } catch (const nkbase::Exception& e) {
-    return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
-  }
+std::string raiseSite(const std::function<void()>& f) try {
+  f();
   return "none";
+} catch (const nkbase::Exception& e) {
+  return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
 }
 
-const std::string kBoxSite = "datacarrier/renderdrawgeom1d:128 Invalid entity dimension";
-const std::string kIsInBoxSite = "datacarrier/renderdrawgeom1d:162 Invalid entity dimension";
+// What a carrier writes through serialize: its class identifier, then its own sequence.
+std::vector<std::string> written(const nkbase::Serializable& s) {
+  qvtest::RecordingOStream os;
+  nkbase::Prop prop;
+  s.serialize(os, prop);
+  return os.lines;
+}
 
 }  // namespace
 
-TEST(RenderDrawGeom1DModel, ConstructionAndAllocation) {
-  RenderDraw1D g(RenderDrawGeom1D::DRAW_1D_B, 12);
-  EXPECT_EQ(int(g.getObjectType()), 11);
-  EXPECT_EQ(g.getDimension(), 1);
-  EXPECT_EQ(g.getId(), 12);
-  g.allocate(2, 3);
-  EXPECT_EQ(g.getNumberOfCurves(), 2);
-  EXPECT_EQ(g.getNumberOfPoints(), 3);
-  g.curve(0) = makeCurve({1, 2});
-  g.point(1).setVertex(4.5f);
-  g.allocate(1, 2);  // shrinking keeps the entries that remain
-  EXPECT_EQ(g.getCurve(0).getNumberOfVertices(), 2);
-  EXPECT_EQ(g.getPoint(1).getVertex().x, 4.5f);
-  g.setBoundingBox1D(BoundingBox1D(-2.0f, 3.0f));
-  std::vector<float> box{9, 9, 9};
-  g.getBoundingBox(box);
-  EXPECT_EQ(box, (std::vector<float>{-2, 3}));
-  EXPECT_EQ(g.getBoundingBox().getMaxX(), 3.0f);
-}
-
-TEST(RenderDrawGeom1DSelection, BallIsTheIntervalAroundItsCentre) {
+TEST(RenderDrawGeom1DSelection, TouchingCurvesWithInclusiveEnds) {
   const RenderDraw1D g = makeGeometry({{2.4f, 3.0f}, {2.6f, 3.0f}, {0.0f, 1.4f}}, {});
   Ints found{9};
+  // The ball is the interval around its centre.
   g.findEntitiesInBall({2.0}, 0.5, 1, false, {0, 1, 2}, found);
   EXPECT_EQ(found, (Ints{9, 0}));  // appended, not cleared
   EXPECT_TRUE(g.isInBall({2.0}, 0.5, 1, false, {1, 0}));
   EXPECT_FALSE(g.isInBall({2.0}, 0.5, 1, false, {1, 2}));
   EXPECT_TRUE(g.isInBall({1.0}, 0.5, 1, false, {2}));
-}
 
-TEST(RenderDrawGeom1DSelection, TouchingBoxesIncludeTheirEnds) {
-  const RenderDraw1D g = makeGeometry({{0, 1, 2}, {5, 6}}, {});
-  Ints found;
-  g.findEntitiesInBox({2.0, 5.0}, 1, false, {0, 1}, found);
+  // Box ends touch; candidates that name no curve never match.
+  const RenderDraw1D h = makeGeometry({{0, 1, 2}, {5, 6}}, {});
+  found.clear();
+  h.findEntitiesInBox({2.0, 5.0}, 1, false, {-1, 0, 7, 1}, found);
   EXPECT_EQ(found, (Ints{0, 1}));
   found.clear();
-  g.findEntitiesInBox({2.5, 4.5}, 1, false, {0, 1}, found);
+  h.findEntitiesInBox({2.5, 4.5}, 1, false, {0, 1}, found);
   EXPECT_TRUE(found.empty());
-  EXPECT_FALSE(g.isInBox({2.0, 5.0}, 1, false, {}));
-  EXPECT_TRUE(g.isInBox({6.0, 7.0}, 1, false, {0, 1}));
+  EXPECT_FALSE(h.isInBox({2.0, 5.0}, 1, false, {}));
+  EXPECT_FALSE(h.isInBox({0.0, 1.0}, 1, false, {3}));
+  EXPECT_TRUE(h.isInBox({6.0, 7.0}, 1, false, {0, 1}));
 }
 
-TEST(RenderDrawGeom1DSelection, CandidatesThatNameNoCurveNeverMatch) {
-  const RenderDraw1D g = makeGeometry({{0, 1}}, {});
-  Ints found;
-  g.findEntitiesInBox({0.0, 1.0}, 1, false, {-1, 1, 0, 100}, found);
-  EXPECT_EQ(found, (Ints{0}));
-  EXPECT_FALSE(g.isInBox({0.0, 1.0}, 1, false, {3}));
-}
-
-TEST(RenderDrawGeom1DSelection, OnlyTouchingCurvesAreSupported) {
+TEST(RenderDrawGeom1DSelection, EverythingElseRaisesBeforeLookingAtCandidates) {
   const RenderDraw1D g = makeGeometry({{0, 1}}, {});
   Ints found{4};
-  // Refused before any candidate is looked at, even with no candidates; the ball queries raise
-  // on the box queries' lines.
-  EXPECT_EQ(raiseSite([&] { g.findEntitiesInBox({0, 1}, 1, true, {}, found); }), kBoxSite);
-  EXPECT_EQ(raiseSite([&] { g.findEntitiesInBox({0, 1}, 0, false, {0}, found); }), kBoxSite);
-  EXPECT_EQ(raiseSite([&] { g.findEntitiesInBox({0, 1}, 2, false, {0}, found); }), kBoxSite);
-  EXPECT_EQ(raiseSite([&] { g.findEntitiesInBall({0.5}, 1, 1, true, {}, found); }), kBoxSite);
-  EXPECT_EQ(raiseSite([&] { g.isInBox({0, 1}, 1, true, {}); }), kIsInBoxSite);
-  EXPECT_EQ(raiseSite([&] { g.isInBox({0, 1}, 3, false, {0}); }), kIsInBoxSite);
-  EXPECT_EQ(raiseSite([&] { g.isInBall({0.5}, 1, 1, true, {0}); }), kIsInBoxSite);
+  // The ball queries raise on the box queries' lines.
+  const std::string box = "datacarrier/renderdrawgeom1d:128 Invalid entity dimension";
+  const std::string isIn = "datacarrier/renderdrawgeom1d:162 Invalid entity dimension";
+  EXPECT_EQ(raiseSite([&] { g.findEntitiesInBox({0, 1}, 1, true, {}, found); }), box);
+  EXPECT_EQ(raiseSite([&] { g.findEntitiesInBox({0, 1}, 0, false, {0}, found); }), box);
+  EXPECT_EQ(raiseSite([&] { g.findEntitiesInBox({0, 1}, 2, false, {0}, found); }), box);
+  EXPECT_EQ(raiseSite([&] { g.findEntitiesInBall({0.5}, 1, 1, true, {}, found); }), box);
+  EXPECT_EQ(raiseSite([&] { g.isInBox({0, 1}, 1, true, {}); }), isIn);
+  EXPECT_EQ(raiseSite([&] { g.isInBox({0, 1}, 3, false, {0}); }), isIn);
+  EXPECT_EQ(raiseSite([&] { g.isInBall({0.5}, 1, 1, true, {0}); }), isIn);
   EXPECT_EQ(found, (Ints{4}));
-}
-
-TEST(RenderDrawGeom1DSelection, PickingAndCylindersKeepTheBaseRefusal) {
-  const RenderDraw1D g = makeGeometry({{0, 1}}, {});
+  // Picking, cylinders and triangles keep the base's refusals.
   std::vector<std::vector<double>> hits;
-  EXPECT_EQ(codeOf([&] { g.findLineIntersections({0}, {1}, hits); }),
-            "findLineIntersections only implemented in 3D");
-  EXPECT_EQ(codeOf([&] { g.isInCylinder({0}, {1}, 1, 1, 0, 1, false, {0}); }),
-            "isInCylinder only implemented in 3D");
-  EXPECT_EQ(codeOf([&] { g.getMLRenderTriSize(); }), "Internal_error_exch_processing");
+  EXPECT_EQ(raiseSite([&] { g.findLineIntersections({0}, {1}, hits); }),
+            "datacarrier/renderdrawgeom:73 findLineIntersections only implemented in 3D");
+  EXPECT_EQ(raiseSite([&] { g.isInCylinder({0}, {1}, 1, 1, 0, 1, false, {0}); }),
+            "datacarrier/renderdrawgeom.h:230 isInCylinder only implemented in 3D");
+  EXPECT_EQ(raiseSite([&] { g.getMLRenderTriSize(); }),
+            "datacarrier/renderdrawgeom:114 Internal_error_exch_processing");
 }
 
-TEST(RenderDrawGeom1DMeasures, LengthsOfValidCurves) {
-  RenderDraw1D g = makeGeometry({{2, 5}, {0, 0.5f, 1.25f}}, {});
+TEST(RenderDrawGeom1DMeasures, AllocationBoxAndLengthsOfValidCurves) {
+  RenderDraw1D g = makeGeometry({{2, 5}, {0, 0.5f, 1.25f}, {7, 8}}, {1, 4.5f, 3});
+  g.allocate(2, 2);  // shrinking keeps the entries that remain
+  EXPECT_EQ(g.getPoint(1).getVertex().x, 4.5f);
+  std::vector<float> box{9, 9, 9};
+  g.getBoundingBox(box);
+  EXPECT_EQ(box, (std::vector<float>{-1, 10}));
   EXPECT_EQ(g.getVolume(2, {0}), 3.0);  // any dimension but 0 measures curves
   EXPECT_EQ(g.getVolume(1, {0, 1, 0}), 7.25);
   EXPECT_EQ(g.getVolume(0, {0}), 0.0);
   EXPECT_EQ(g.getVolume(1, {}), 0.0);
-  EXPECT_EQ(g.getVolume(1, {0, 7}), 0.0);  // no curve 7
+  EXPECT_EQ(g.getVolume(1, {0, 2}), 0.0);  // no curve 2 any more
   EXPECT_EQ(g.getBndArea(1, {0, 1}), 0.0);
   g.curve(1).setValid(false);
   EXPECT_EQ(g.getVolume(1, {0, 1}), 0.0);  // one invalid curve: no partial sum
 }
 
-TEST(RenderDrawGeom1DRenderExport, SizesAndEstimate) {
+TEST(RenderDrawGeom1DRenderExport, PointsThenCurvesWithMergedPositions) {
+  // Positions 0:0 1:5 | 2:0 3:1 4:2 | 5:2 6:5, merged into 0, 5, 1, 2.
   const RenderDraw1D g = makeGeometry({{0, 1, 2}, {2, 5}}, {0, 5});
   EXPECT_EQ(g.getMLRenderPointSize(), 7);
   EXPECT_EQ(g.getMLRenderVtxSize(), 2);
   EXPECT_EQ(g.getMLRenderEdgSize(), 3);
   EXPECT_EQ(g.numUniquePointsEstimate(), 3);
+  Coords coords{{9}};
+  std::vector<Ints> elements(7, Ints{9});
+  g.getMLRenderData(coords, elements);
+  EXPECT_EQ(coords, (Coords{{0, 5, 1, 2}}));
+  EXPECT_EQ(elements, (std::vector<Ints>{{0, 1}, {1, 2}, {0, 2, 3}, {2, 3, 1}, {1, 1, 2}}));
   // Points but no curve vertices: deliberately negative.
   EXPECT_EQ(makeGeometry({}, {1, 2, 3}).numUniquePointsEstimate(), -3);
-  EXPECT_EQ(makeGeometry({{}, {1}}, {}).getMLRenderEdgSize(), -1);
-}
-
-TEST(RenderDrawGeom1DRenderExport, PointsThenCurvesWithMergedPositions) {
-  // Positions 0:0 1:5 | 2:0 3:1 4:2 | 5:2 6:5, merged into 0, 5, 1, 2.
-  const RenderDraw1D g = makeGeometry({{0, 1, 2}, {2, 5}}, {0, 5});
-  std::vector<std::vector<float>> coords{{9}};
-  std::vector<std::vector<int>> elements(7, Ints{9});
-  g.getMLRenderData(coords, elements);
-  EXPECT_EQ(coords, (std::vector<std::vector<float>>{{0, 5, 1, 2}}));
-  ASSERT_EQ(elements.size(), 5u);
-  EXPECT_EQ(elements[0], (Ints{0, 1}));
-  EXPECT_EQ(elements[1], (Ints{1, 2}));
-  EXPECT_EQ(elements[2], (Ints{0, 2, 3}));
-  EXPECT_EQ(elements[3], (Ints{2, 3, 1}));
-  EXPECT_EQ(elements[4], (Ints{1, 1, 2}));
 }
 
 TEST(RenderDrawGeom1DRenderExport, CurvesWithoutVerticesStayInBounds) {
   // The empty curve takes position 0, which nothing fills (0.0); the next curve starts at 1.
-  const RenderDraw1D g = makeGeometry({{}, {4, 3}, {}}, {});
-  std::vector<std::vector<float>> coords;
-  std::vector<std::vector<int>> elements;
+  const RenderDraw1D g = makeGeometry({{}, {4, 3}}, {});
+  EXPECT_EQ(g.getMLRenderEdgSize(), 0);
+  Coords coords;
+  std::vector<Ints> elements;
   g.getMLRenderData(coords, elements);
-  EXPECT_EQ(coords, (std::vector<std::vector<float>>{{0, 4, 3}}));
-  EXPECT_EQ(elements[2], (Ints{1}));
-  EXPECT_EQ(elements[3], (Ints{2}));
-  EXPECT_EQ(elements[4], (Ints{2}));
-  EXPECT_TRUE(elements[0].empty());
-
-  // A last curve without vertices takes a position past the end, which adds no coordinate.
-  makeGeometry({{4, 3}, {}}, {}).getMLRenderData(coords, elements);
-  EXPECT_EQ(coords, (std::vector<std::vector<float>>{{4, 3}}));
-  EXPECT_EQ(elements[2], (Ints{0}));
-  EXPECT_EQ(elements[3], (Ints{1}));
+  EXPECT_EQ(coords, (Coords{{0, 4, 3}}));
+  EXPECT_EQ(elements, (std::vector<Ints>{{}, {}, {1}, {2}, {2}}));
+  // A one-vertex curve has no segment; a last curve without vertices adds no coordinate.
+  makeGeometry({{4, 3}, {6}, {}}, {}).getMLRenderData(coords, elements);
+  EXPECT_EQ(coords, (Coords{{4, 3, 6}}));
+  EXPECT_EQ(elements, (std::vector<Ints>{{}, {}, {0}, {1}, {1}}));
 }
 
-TEST(RenderDrawGeom1DSerialization, RoundTripRestoresEverything) {
-  RenderDraw1D g = makeGeometry({{0, 1, 2}, {2, 5}}, {0, 5, -1.5f});
+TEST(RenderDrawGeom1DSerialization, WriteSequenceAndRoundTrip) {
+  RenderDraw1D g = makeGeometry({{0, 1}, {2, 5}}, {3, -1.5f});
   g.setLabel("axis");
   g.curve(1).setValid(false);
   g.curveToPointAdjacent().allocate(2, 2);
-  g.curveToPointAdjacent().setAdjacent(0, Ints{0, 2});
-  g.pointToCurveAdjacent().allocate(3, 1);
-  g.pointToCurveAdjacent().setAdjacent(2, std::vector<std::pair<int, int>>{{0, 1}});
-  for (const RenderDraw1D& r : qvtest::streamCopies(g)) {
-    EXPECT_EQ(int(r.getObjectType()), 10);
-    EXPECT_EQ(r.getId(), 7);
-    EXPECT_EQ(r.getLabel(), "axis");
-    EXPECT_EQ(r.getBoundingBox().getMinX(), -1.0f);
-    ASSERT_EQ(r.getNumberOfPoints(), 3);
-    EXPECT_EQ(r.getPoint(2).getVertex().x, -1.5f);
-    ASSERT_EQ(r.getNumberOfCurves(), 2);
-    EXPECT_EQ(r.getCurve(0).getNumberOfVertices(), 3);
-    EXPECT_EQ(r.getCurve(0).getVertex(2).x, 2.0f);
-    EXPECT_FALSE(r.getCurve(1).isValid());
-    EXPECT_EQ(r.getCurveToPointAdjacent().getAdjacents(0)[1], 2);
-    EXPECT_EQ(r.getPointToCurveAdjacent().getAdjacentOrientations(2)[0], 1);
-    EXPECT_EQ(r.getPointToCurveAdjacent().getNumberOfFromIndices(), 3);
-  }
+  g.curveToPointAdjacent().setAdjacent(0, Ints{0, 1});
+  g.pointToCurveAdjacent().allocate(2, 1);
+  g.pointToCurveAdjacent().setAdjacent(1, std::vector<std::pair<int, int>>{{0, 1}});
+  g.setSnapCoord({0.1, -1e300});
+  // Deliberately one empty label more after the drawing object's version than in 2D.
+  std::vector<std::string> expected;
+  const auto append = [&](const std::vector<std::string>& lines) {
+    expected.insert(expected.end(), lines.begin(), lines.end());
+  };
+  append({"string RenderDraw1D", "unsigned 0", "# version", "# ", "unsigned 0", "# version", "# "});
+  append({"int 10", "# object type", "int 7", "# unique identifier", "string axis"});
+  append({"# object label", "# ", "# Bounding box"});
+  append(written(g.getBoundingBox()));
+  append({"# ", "int 2", "# number of points", "int 2", "# number of curves", "# ", "# Points"});
+  append({"float 3", "# ", "float -1.5", "# ", "# ", "# Curves"});
+  append(written(g.getCurve(0)));
+  append(written(g.getCurve(1)));
+  append({"# ", "# Curve to point adjacencies"});
+  append(written(g.getCurveToPointAdjacent()));
+  append({"# ", "# Point to curve adjacencies"});
+  append(written(g.getPointToCurveAdjacent()));
+  append({"# Number of snapping points", "int 2", "# ", "# Snapping coordinates"});
+  append({"double 0.1", "# ", "double -1e+300", "# "});
+  EXPECT_EQ(written(g), expected);
+  // Every field is written, so a copy that writes the same has every field back.
+  for (const RenderDraw1D& r : qvtest::streamCopies(g))
+    EXPECT_EQ(written(r), expected);
   qvtest::expectEveryTruncationRaisesEndOfFile(g);
 }
 
-TEST(RenderDrawGeom1DSerialization, AttributeBlockVersionIsChecked) {
+TEST(RenderDrawGeom1DSerialization, RefusedAndCorruptStreams) {
   // Drawing-object version 0, then an attribute block of version 1.
   qvtest::ForgedIStream s({0, 1, 10, 3, std::string("x")});
   RenderDraw1D r;
@@ -229,19 +196,15 @@ TEST(RenderDrawGeom1DSerialization, AttributeBlockVersionIsChecked) {
             "datacarrier/renderdrawgeom1d:312 Incompatible_native_file_version");
   EXPECT_EQ(s.consumed(), 2u);
   EXPECT_EQ(r.getObjectType(), RenderDrawGeom::UNSET);
-}
 
-TEST(RenderDrawGeom1DSerialization, CorruptCountsAllocateNothing) {
-  const RenderDraw1D g = makeGeometry({{0, 1}}, {3});
-  std::vector<char> bytes = qvtest::binaryOf(g);
   // The point count follows the class identifier, two versions, the attributes and the box;
-  // find it as the int 1 followed by the curve count 1.
+  // find it as the int 1 followed by the curve count 1, and make it about two billion.
+  std::vector<char> bytes = qvtest::binaryOf(makeGeometry({{0, 1}}, {3}));
   const std::vector<char> counts{1, 0, 0, 0, 1, 0, 0, 0};
   auto at = std::search(bytes.begin(), bytes.end(), counts.begin(), counts.end());
   ASSERT_NE(at, bytes.end());
-  at[3] = 0x7f;  // about two billion points
+  at[3] = 0x7f;
   BinaryISerialStream is(bytes);
-  RenderDraw1D r;
-  EXPECT_EQ(codeOf([&] { r.deserialize(is); }), "End_of_file_reached");
+  EXPECT_EQ(qvtest::codeOf([&] { r.deserialize(is); }), "End_of_file_reached");
   EXPECT_EQ(r.getNumberOfPoints(), 0);
 }
