@@ -35,7 +35,9 @@
 #include "qvutil/binarystream.h"
 #include "qvutil/exception.h"
 #include "qvutil/prop.h"
+#include "qvutil/serializable.h"
 #include "qvutil/textstream.h"
+#include "recordingstream.h"
 
 namespace qvtest {
 
@@ -48,6 +50,26 @@ std::string codeOf(F&& f) {
     return e.getCode();
   }
   return "none";
+}
+
+// "module:line code" of the nkbase::Exception that f raises, or "none".
+template <typename F>
+std::string raiseSite(F&& f) {
+  try {
+    f();
+  } catch (const nkbase::Exception& e) {
+    return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
+  }
+  return "none";
+}
+
+// Every line that `carrier` writes through serialize: its class identifier, then its own values
+// and labels, as RecordingOStream records them.
+inline std::vector<std::string> written(const nkbase::Serializable& carrier) {
+  RecordingOStream os;
+  nkbase::Prop prop;
+  carrier.serialize(os, prop);
+  return os.lines;
 }
 
 template <typename T>

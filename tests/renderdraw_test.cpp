@@ -24,16 +24,11 @@ using qvtest::ForgedIStream;
 
 namespace {
 
+using qvtest::raiseSite;
+using qvtest::written;
+
 using Snap = std::vector<std::vector<double>>;
 using Lines = std::vector<std::string>;
-
-// Module, line and code of the exception that f raises.
-std::string raiseSite(const std::function<void()>& f) try {
-  f();
-  return "none";
-} catch (const nkbase::Exception& e) {
-  return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
-}
 
 // The last n lines that s writes.
 Lines tailOf(const nkbase::Serializable& s, std::size_t n) {

@@ -18,6 +18,9 @@ using nkdatacarrier::RenderDrawGeom1D;
 
 namespace {
 
+using qvtest::raiseSite;
+using qvtest::written;
+
 using Ints = std::vector<int>;
 using Coords = std::vector<std::vector<float>>;
 
@@ -38,22 +41,6 @@ RenderDraw1D makeGeometry(std::vector<std::vector<float>> curves, std::vector<fl
     g.point(i).setVertex(points[i]);
   g.setBoundingBox1D(BoundingBox1D(-1.0f, 10.0f));
   return g;
-}
-
-// Module, line and code of the exception that f raises.
-std::string raiseSite(const std::function<void()>& f) try {
-  f();
-  return "none";
-} catch (const nkbase::Exception& e) {
-  return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
-}
-
-// What a carrier writes through serialize: its class identifier, then its own sequence.
-std::vector<std::string> written(const nkbase::Serializable& s) {
-  qvtest::RecordingOStream os;
-  nkbase::Prop prop;
-  s.serialize(os, prop);
-  return os.lines;
 }
 
 }  // namespace

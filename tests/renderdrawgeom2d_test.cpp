@@ -21,6 +21,9 @@ using qvtest::codeOf;
 
 namespace {
 
+using qvtest::raiseSite;
+using qvtest::written;
+
 using Ints = std::vector<int>;
 using Coords = std::vector<std::vector<float>>;
 using Lists = RenderDrawGeom2D::AdjacencyLists;
@@ -110,24 +113,8 @@ Ints inBox(const RenderDraw2D& g, std::vector<double> box, int dim, bool inside,
   return found;
 }
 
-// Module, line and code of the exception that f raises.
-std::string raiseSite(const std::function<void()>& f) try {
-  f();
-  return "none";
-} catch (const nkbase::Exception& e) {
-  return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
-}
-
 std::string site(int line, const std::string& code = "Invalid entity dimension") {
   return "datacarrier/renderdrawgeom2d:" + std::to_string(line) + " " + code;
-}
-
-// What a carrier writes through serialize: its class identifier, then its own sequence.
-std::vector<std::string> written(const nkbase::Serializable& s) {
-  qvtest::RecordingOStream os;
-  nkbase::Prop prop;
-  s.serialize(os, prop);
-  return os.lines;
 }
 
 }  // namespace

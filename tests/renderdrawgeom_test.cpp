@@ -16,6 +16,9 @@ using nkdatacarrier::RenderDrawGeom;
 
 namespace {
 
+using qvtest::raiseSite;
+using qvtest::written;
+
 using Coords = std::vector<std::vector<float>>;
 using Ints = std::vector<int>;
 
@@ -34,14 +37,6 @@ class ProbeGeom : public nkdatacarrier::RenderDraw1D {
   int numUniquePointsEstimate() const override { return estimate; }
   int estimate = 0;
 };
-
-// Module, line and code of the exception that f raises.
-std::string raiseSite(const std::function<void()>& f) try {
-  f();
-  return "none";
-} catch (const nkbase::Exception& e) {
-  return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
-}
 
 }  // namespace
 

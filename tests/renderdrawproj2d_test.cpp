@@ -14,24 +14,11 @@ using qvtest::codeOf;
 
 namespace {
 
+using qvtest::raiseSite;
+using qvtest::written;
+
 using Snap = std::vector<std::vector<double>>;
 using Lines = std::vector<std::string>;
-
-// Module, line and code of the exception that f raises.
-std::string raiseSite(const std::function<void()>& f) try {
-  f();
-  return "none";
-} catch (const nkbase::Exception& e) {
-  return e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode();
-}
-
-// What a carrier writes through serialize: its class identifier, then its own sequence.
-Lines written(const nkbase::Serializable& s) {
-  qvtest::RecordingOStream os;
-  nkbase::Prop prop;
-  s.serialize(os, prop);
-  return os.lines;
-}
 
 // Two curves (the second invalid) and three points, typed as the producer chose.
 RenderDrawProj2D projection() {
