@@ -95,9 +95,13 @@ TEST(PostDataTriangleProbe, ToleranceBandSharedEdgesParallelLinesAndDegenerateTr
 
   auto hits = [&](const Point& a, const Point& b) { return triangles(*o, a, b).params.size(); };
   auto hitsAt = [&](double x, double y) { return hits(Point{x, y, 1}, Point{x, y, -1}); };
-  EXPECT_EQ(hitsAt(-1e-6, 0.5), 1u);  // 1e-6 outside the left edge
+  // 1e-6 outside an edge is inside, 1e-4 is not: the left edge (u = 0), the bottom (v = 0) and
+  // the diagonal (u + v = 1) of the first triangle.
+  EXPECT_EQ(hitsAt(-1e-6, 0.5), 1u);
   EXPECT_EQ(hitsAt(-1e-4, 0.5), 0u);
-  EXPECT_EQ(hitsAt(0.5 + 1e-6, 0.5), 2u);  // 1e-6 past the diagonal
+  EXPECT_EQ(hitsAt(0.5, -1e-6), 1u);
+  EXPECT_EQ(hitsAt(0.5, -1e-4), 0u);
+  EXPECT_EQ(hitsAt(0.5 + 1e-6, 0.5), 2u);
   EXPECT_EQ(hitsAt(0.5 + 1e-4, 0.5), 1u);
   EXPECT_EQ(hitsAt(5.5, 0), 0u);                                // the degenerate triangle
   EXPECT_EQ(hits(Point{0.1, 0.1, 1}, Point{0.9, 0.1, 1}), 0u);  // parallel to the square
