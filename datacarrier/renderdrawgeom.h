@@ -194,6 +194,22 @@ class QVDATACARRIER_EXPORT RenderDrawGeom : public nkbase::Serializable, public 
   // The coordinate arrays are sized by the point count; a curve without vertices moves the
   // positions after it one further, so grows every direction (with 0.0) to hold `end` positions.
   static void makeRoom(std::vector<std::vector<float>>& coords, int end);
+  // Sum of the vertex counts of entities (curves or faces), as the render-array sizes count them.
+  template <typename Entities>
+  static int totalVertices(const Entities& entities) {
+    int total = 0;
+    for (const auto& e : entities)
+      total += e.getNumberOfVertices();
+    return total;
+  }
+  // Edge records of curves: vertices - 1 each, so a curve without vertices counts -1.
+  template <typename Curves>
+  static int totalSegments(const Curves& curves) {
+    int total = 0;
+    for (const auto& c : curves)
+      total += c.getNumberOfVertices() - 1;
+    return total;
+  }
   // Writes the float coordinates of count vertices (structs of one float per direction) to
   // the positions first, first + 1, ... of coords, growing them when needed.
   template <typename Vertex>
@@ -249,7 +265,7 @@ inline bool RenderDrawGeom::isInCylinder(const std::vector<double>&, const std::
 
 template <typename Vertex>
 void RenderDrawGeom::writePositions(std::vector<std::vector<float>>& coords, int first,
-                                   const Vertex* vertices, int count) {
+                                    const Vertex* vertices, int count) {
   constexpr std::size_t kDirections = sizeof(Vertex) / sizeof(float);
   static_assert(sizeof(Vertex) == kDirections * sizeof(float), "a vertex is a struct of floats");
   makeRoom(coords, first + count);
@@ -257,7 +273,8 @@ void RenderDrawGeom::writePositions(std::vector<std::vector<float>>& coords, int
   for (int k = 0; k < count; ++k) {
     float c[kDirections];
     std::memcpy(c, &vertices[k], sizeof c);
-    for (std::size_t d = 0; d < directions; ++d) coords[d][first + k] = c[d];
+    for (std::size_t d = 0; d < directions; ++d)
+      coords[d][first + k] = c[d];
   }
 }
 

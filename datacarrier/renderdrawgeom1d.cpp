@@ -66,10 +66,7 @@ int RenderDrawGeom1D::numUniquePointsEstimate() const {
 }
 
 int RenderDrawGeom1D::getMLRenderPointSize() const {
-  int size = getNumberOfPoints();
-  for (const Curve1D& c : curves_)
-    size += c.getNumberOfVertices();
-  return size;
+  return getNumberOfPoints() + totalVertices(curves_);
 }
 
 int RenderDrawGeom1D::getMLRenderVtxSize() const {
@@ -77,11 +74,7 @@ int RenderDrawGeom1D::getMLRenderVtxSize() const {
 }
 
 int RenderDrawGeom1D::getMLRenderEdgSize() const {
-  // A curve without vertices counts -1, as in every draw geometry.
-  int size = 0;
-  for (const Curve1D& c : curves_)
-    size += c.getNumberOfVertices() - 1;
-  return size;
+  return totalSegments(curves_);
 }
 
 // The selection of a 1D geometry: curves touching an interval, nothing else. The two raises

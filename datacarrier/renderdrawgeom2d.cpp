@@ -281,12 +281,7 @@ int RenderDrawGeom2D::numUniquePointsEstimate() const {
 }
 
 int RenderDrawGeom2D::getMLRenderPointSize() const {
-  int size = getNumberOfPoints();
-  for (const Curve2D& c : curves_)
-    size += c.getNumberOfVertices();
-  for (const Face2D& f : faces_)
-    size += f.getNumberOfVertices();
-  return size;
+  return getNumberOfPoints() + totalVertices(curves_) + totalVertices(faces_);
 }
 
 int RenderDrawGeom2D::getMLRenderVtxSize() const {
@@ -294,11 +289,7 @@ int RenderDrawGeom2D::getMLRenderVtxSize() const {
 }
 
 int RenderDrawGeom2D::getMLRenderEdgSize() const {
-  // A curve without vertices counts -1, as in every draw geometry.
-  int size = 0;
-  for (const Curve2D& c : curves_)
-    size += c.getNumberOfVertices() - 1;
-  return size;
+  return totalSegments(curves_);
 }
 
 int RenderDrawGeom2D::getMLRenderTriSize() const {
