@@ -98,38 +98,24 @@ void BM_GetMLRenderDataMillionFaceVertices(benchmark::State& state) {
 }
 BENCHMARK(BM_GetMLRenderDataMillionFaceVertices)->Unit(benchmark::kMillisecond);
 
-// Touching: a box over the middle fifth of the model, clipped to the grown bounding box.
-void BM_FindEntitiesInBoxTouching(benchmark::State& state) {
+// A box over the middle fifth of the model; argument 0 selects the faces touching it (the box
+// clipped to the grown bounding box first), 1 the faces inside it.
+void BM_FindEntitiesInBox(benchmark::State& state) {
   const RenderDraw2D g = makeHundredThousandFaces();
   std::vector<int> candidates(static_cast<std::size_t>(g.getNumberOfFaces()));
   std::iota(candidates.begin(), candidates.end(), 0);
   const std::vector<double> box{160.5, 240.5, 100.5, 150.5};
+  const bool inside = state.range(0) != 0;
   std::vector<int> result;
   for (auto _ : state) {
     result.clear();
-    g.findEntitiesInBox(box, 2, false, candidates, result);
+    g.findEntitiesInBox(box, 2, inside, candidates, result);
     benchmark::DoNotOptimize(result.data());
   }
   state.counters["found"] = double(result.size());
   state.counters["time_per_face"] = timePer(double(candidates.size()));
 }
-BENCHMARK(BM_FindEntitiesInBoxTouching)->Unit(benchmark::kMillisecond);
-
-void BM_FindEntitiesInBoxInside(benchmark::State& state) {
-  const RenderDraw2D g = makeHundredThousandFaces();
-  std::vector<int> candidates(static_cast<std::size_t>(g.getNumberOfFaces()));
-  std::iota(candidates.begin(), candidates.end(), 0);
-  const std::vector<double> box{160.5, 240.5, 100.5, 150.5};
-  std::vector<int> result;
-  for (auto _ : state) {
-    result.clear();
-    g.findEntitiesInBox(box, 2, true, candidates, result);
-    benchmark::DoNotOptimize(result.data());
-  }
-  state.counters["found"] = double(result.size());
-  state.counters["time_per_face"] = timePer(double(candidates.size()));
-}
-BENCHMARK(BM_FindEntitiesInBoxInside)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FindEntitiesInBox)->ArgName("inside")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
