@@ -102,16 +102,26 @@ void Adjacent::deserializeRaw(ISerialStream& is) {
   // Each source takes two ints, each adjacent one (version 0) or two.
   const int sources = DC_READ_COUNT(is, 8);
   const int total = DC_READ_COUNT(is, version == 0 ? 4 : 8);
-  allocate(sources, total);
-  for (auto& [start, count] : sources_)
-    is >> start >> count;
+  // Filled as the values arrive rather than sized by the counts first, so that a corrupt count
+  // from a stream that cannot tell its length takes no memory of its own.
+  sources_.clear();
+  sources_.reserve(serialio::initialCapacity(is, sources));
+  for (int i = 0; i < sources; ++i) {
+    std::pair<int, int> run;
+    is >> run.first >> run.second;
+    sources_.push_back(run);
+  }
+  adjacents_.clear();
+  orientations_.clear();
+  adjacents_.reserve(serialio::initialCapacity(is, total));
+  orientations_.reserve(serialio::initialCapacity(is, total));
   for (int i = 0; i < total; ++i) {
-    is >> adjacents_[i];
-    if (version >= 1) {
-      is >> orientations_[i];
-    } else {
-      orientations_[i] = 0;  // version 0 had no orientations
-    }
+    int adjacent = 0;
+    int orientation = 0;  // version 0 had no orientations
+    is >> adjacent;
+    if (version >= 1) is >> orientation;
+    adjacents_.push_back(adjacent);
+    orientations_.push_back(orientation);
   }
   is >> nextFreeElement_;
 }

@@ -1,3 +1,4 @@
+#define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include "datacarrier/adjacent.h"
 
 #include <gtest/gtest.h>
@@ -146,6 +147,11 @@ TEST(Adjacent, CorruptCountsRaiseInsteadOfAllocating) {
   EXPECT_THROW(adj.deserialize(negIn), std::length_error);
 
   qvtest::expectEveryTruncationRaisesEndOfFile(sample());
+
+  // A stream that cannot tell its length cannot vouch for a count: two billion sources end
+  // with the stream, not with gigabytes taken.
+  qvtest::ForgedIStream unsized({1, 2000000000, 2000000000, 0, 1});
+  EXPECT_EQ(codeOf([&] { adj.deserializeRaw(unsized); }), "End_of_file_reached");
 }
 
 }  // namespace
