@@ -245,9 +245,7 @@ void RenderDrawGeom::writeSnapCoords(OSerialStream& os, const std::vector<double
 
 void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<double>& snap) {
   const int n = DC_READ_COUNT(is, sizeof(double));
-  snap.resize(static_cast<std::size_t>(n));
-  for (double& x : snap)
-    is >> x;
+  serialio::readEach(is, snap, n, [&](double& x, std::size_t) { is >> x; });
 }
 
 void RenderDrawGeom::writeSnapCoords(OSerialStream& os,
@@ -267,16 +265,21 @@ void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<std::vector<d
                                     SnapRead rule) {
   const int count = DC_READ_COUNT(is, 2 * sizeof(double));
   const std::size_t n = static_cast<std::size_t>(count);
+  // Exactly two directions; REPLACE empties them first, KEEP_PRESENT keeps what they hold and
+  // their length when it exceeds the count. Entries past their end are added as they arrive.
   if (rule == SnapRead::REPLACE) {
-    snap.assign(2, std::vector<double>(n, 0.0));
+    snap.assign(2, {});
   } else {
-    snap.resize(2, std::vector<double>(n, 0.0));
-    for (std::vector<double>& direction : snap) {
-      if (direction.size() < n) direction.resize(n, 0.0);
-    }
+    snap.resize(2);
   }
-  for (std::size_t i = 0; i < n; ++i)
+  for (std::vector<double>& direction : snap)
+    direction.reserve(std::max(direction.size(), serialio::initialCapacity(is, count)));
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::vector<double>& direction : snap) {
+      if (direction.size() <= i) direction.push_back(0.0);
+    }
     is >> snap[0][i] >> snap[1][i];
+  }
 }
 
 }  // namespace nkdatacarrier

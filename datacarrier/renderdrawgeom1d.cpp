@@ -153,14 +153,12 @@ void RenderDrawGeom1D::deserializeAttributes(ISerialStream& is) {
   box_.deserialize(is);
   const int numPoints = DC_READ_COUNT(is, sizeof(float));
   const int numCurves = DC_READ_COUNT(is, kMinNestedBytes);
-  allocate(numCurves, numPoints);
-  for (Point1D& p : points_) {
+  serialio::readEach(is, points_, numPoints, [&](Point1D& p, std::size_t) {
     float x = 0.0f;
     is >> x;
     p.setVertex(x);
-  }
-  for (Curve1D& c : curves_)
-    c.deserialize(is);
+  });
+  serialio::readEach(is, curves_, numCurves, [&](Curve1D& c, std::size_t) { c.deserialize(is); });
   curveToPoint_.deserialize(is);
   pointToCurve_.deserialize(is);
 }

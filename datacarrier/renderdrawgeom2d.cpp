@@ -383,17 +383,14 @@ void RenderDrawGeom2D::deserializeAttributes(ISerialStream& is) {
   const int numPoints = DC_READ_COUNT(is, 2 * sizeof(float));
   const int numCurves = DC_READ_COUNT(is, kMinNestedBytes);
   const int numFaces = DC_READ_COUNT(is, kMinNestedBytes);
-  allocate(numFaces, numCurves, numPoints);
-  for (Point2D& p : points_) {
+  serialio::readEach(is, points_, numPoints, [&](Point2D& p, std::size_t) {
     float x = 0.0f;
     float y = 0.0f;
     is >> x >> y;
     p.setVertex(x, y);
-  }
-  for (Curve2D& c : curves_)
-    c.deserialize(is);
-  for (Face2D& f : faces_)
-    f.deserialize(is);
+  });
+  serialio::readEach(is, curves_, numCurves, [&](Curve2D& c, std::size_t) { c.deserialize(is); });
+  serialio::readEach(is, faces_, numFaces, [&](Face2D& f, std::size_t) { f.deserialize(is); });
   faceToCurve_.deserialize(is);
   faceToPoint_.deserialize(is);
   curveToPoint_.deserialize(is);

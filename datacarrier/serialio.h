@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "datacarrier/raise.h"
 #include "qvutil/serializable.h"
@@ -74,6 +75,21 @@ inline std::size_t initialCapacity(const ISerialStream& is, int count) {
   constexpr int kUncheckedReserve = 1 << 16;
   const int n = is.available() == SIZE_MAX ? std::min(count, kUncheckedReserve) : count;
   return n > 0 ? static_cast<std::size_t>(n) : 0;
+}
+
+// Brings `items` to `count` entries and hands each in order, with its index, to read(item, i):
+// entries that exist are read into as they are (a reader may leave one as it was), the rest
+// are appended as they come, so that a count the stream cannot vouch for takes no memory of
+// its own. On success the result is that of resizing to `count` and reading every entry.
+template <typename T, typename Read>
+void readEach(ISerialStream& is, std::vector<T>& items, int count, Read read) {
+  const std::size_t n = count > 0 ? static_cast<std::size_t>(count) : 0;
+  if (items.size() > n) items.resize(n);
+  items.reserve(std::max(items.size(), initialCapacity(is, count)));
+  for (std::size_t i = 0; i < n; ++i) {
+    if (i == items.size()) items.emplace_back();
+    read(items[i], i);
+  }
 }
 
 // Writes a contained carrier: its heading, the framed object, the empty label that closes it.

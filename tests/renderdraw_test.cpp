@@ -1,5 +1,6 @@
 // The drawing objects RenderDraw1D and RenderDraw2D: identity, cloning, snapping coordinates
 // and their outer serialized frame (the full write sequences are in the geometries' tests).
+#define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -142,4 +143,30 @@ TEST(RenderDrawSerialization, RefusedAndCorruptStreamsChangeNothing) {
   };
   corrupt(RenderDraw1D());
   corrupt(RenderDraw2D());
+}
+
+// A stream that cannot tell its length cannot vouch for a count: two billion points, curves,
+// faces or snapping points end with the stream, not with gigabytes taken.
+TEST(RenderDrawSerialization, UnsizedStreamsWithHugeCountsEndWithTheStream) {
+  using Values = std::vector<ForgedIStream::Value>;
+  const int huge = 2000000000;
+  // Versions, type, identifier, label and bounding box of a 2D drawing, then `rest`.
+  auto drawing = [](const Values& rest) {
+    Values v = {0,    0,    7,    1,   std::string("x"), std::string("RenderBoundingBox2D"), 0,
+                0.0f, 1.0f, 0.0f, 1.0f};
+    v.insert(v.end(), rest.begin(), rest.end());
+    return ForgedIStream(v);
+  };
+  Values noEntities = {0, 0, 0};
+  for (int r = 0; r < 6; ++r) {
+    noEntities.insert(noEntities.end(), {std::string("RenderAdjacent"), 1, 0, 0, 0});
+  }
+  Values hugeSnap = noEntities;
+  hugeSnap.push_back(huge);
+  for (const Values& rest :
+       {Values{huge, 0, 0, 1.0f, 2.0f}, Values{0, huge, 0}, Values{0, 0, huge}, hugeSnap}) {
+    ForgedIStream in = drawing(rest);
+    RenderDraw2D g;
+    EXPECT_EQ(codeOf([&] { g.deserializeRaw(in); }), "End_of_file_reached");
+  }
 }
