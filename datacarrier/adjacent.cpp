@@ -1,5 +1,7 @@
 #include "datacarrier/adjacent.h"
 
+#include "datacarrier/internal/serialio.h"
+
 namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(Adjacent, "RenderAdjacent")

@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
-#include "datacarrier/serialio.h"
 
 namespace nkdatacarrier {
 

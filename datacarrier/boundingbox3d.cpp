@@ -1,6 +1,8 @@
 #include "datacarrier/boundingbox3d.h"
 
-#include "datacarrier/boxfields.h"
+#include "datacarrier/internal/serialio.h"
+
+#include "datacarrier/internal/boxfields.h"
 
 namespace nkdatacarrier {
 

@@ -6,8 +6,8 @@
 
 #include <type_traits>
 
+#include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
-#include "datacarrier/serialio.h"
 
 namespace nkdatacarrier {
 

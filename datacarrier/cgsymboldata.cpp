@@ -1,5 +1,7 @@
 #include "datacarrier/cgsymboldata.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <utility>
 
 namespace nkdatacarrier {

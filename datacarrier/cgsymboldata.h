@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
-#include "datacarrier/serialio.h"
 
 namespace nkdatacarrier {
 

@@ -1,5 +1,7 @@
 #include "datacarrier/closedpath2d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <algorithm>
 #include <cstdint>
 

@@ -1,5 +1,7 @@
 #include "datacarrier/curve1d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cstdint>

@@ -1,11 +1,13 @@
 #include "datacarrier/curve2d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <cstdint>
 
-#include "datacarrier/segmentmath.h"
+#include "datacarrier/internal/segmentmath.h"
 
 namespace nkdatacarrier {
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "datacarrier/boundingbox2d.h"
+#include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
-#include "datacarrier/serialio.h"
 
 namespace nkdatacarrier {
 

@@ -1,11 +1,13 @@
 #include "datacarrier/face2d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
 
 #include "datacarrier/closedpath2d.h"
-#include "datacarrier/segmentmath.h"
+#include "datacarrier/internal/segmentmath.h"
 
 namespace nkdatacarrier {
 

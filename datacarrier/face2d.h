@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "datacarrier/boundingbox2d.h"
+#include "datacarrier/classidentity.h"
 #include "datacarrier/curve2d.h"
 #include "datacarrier/datacarrierexport.h"
-#include "datacarrier/serialio.h"
 
 namespace nkdatacarrier {
 

@@ -1,5 +1,7 @@
 #include "datacarrier/impression.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <algorithm>
 #include <cstdint>
 

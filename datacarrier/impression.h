@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "datacarrier/boundingbox2d.h"
+#include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
 #include "datacarrier/idatacarrier.h"
-#include "datacarrier/serialio.h"
 #include "qvutil/sharedptr.h"
 
 namespace nkdatacarrier {

@@ -1,5 +1,7 @@
 #include "datacarrier/postdataobject.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>

@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
 #include "datacarrier/idatacarrier.h"
-#include "datacarrier/serialio.h"
 #include "qvutil/array.h"
 #include "qvutil/dvec3.h"
 #include "qvutil/inplaceserializable.h"

@@ -1,5 +1,7 @@
 #include "datacarrier/renderdraw1d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(RenderDraw1D, "RenderDraw1D")

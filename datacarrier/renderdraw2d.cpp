@@ -1,5 +1,7 @@
 #include "datacarrier/renderdraw2d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(RenderDraw2D, "RenderDraw2D")

@@ -6,9 +6,9 @@
 
 #include <vector>
 
+#include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
 #include "datacarrier/renderdrawgeom2d.h"
-#include "datacarrier/serialio.h"
 
 namespace nkdatacarrier {
 

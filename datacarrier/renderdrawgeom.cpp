@@ -1,5 +1,7 @@
 #include "datacarrier/renderdrawgeom.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>

@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "datacarrier/adjacent.h"
+#include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
 #include "datacarrier/idatacarrier.h"
-#include "datacarrier/raise.h"
-#include "datacarrier/serialio.h"
 #include "qvutil/array.h"
+#include "qvutil/exception.h"
 #include "qvutil/sharedptr.h"
 
 namespace nkdatacarrier {
@@ -260,7 +260,8 @@ class QVDATACARRIER_EXPORT RenderDrawGeom : public nkbase::Serializable, public 
 inline bool RenderDrawGeom::isInCylinder(const std::vector<double>&, const std::vector<double>&,
                                          double, double, double, int, bool,
                                          const std::vector<int>&) const {
-  DC_RAISE_AT(230, "isInCylinder only implemented in 3D");
+  throw nkbase::Exception("datacarrier/renderdrawgeom.h", 230,
+                          "isInCylinder only implemented in 3D");
 }
 
 template <typename Vertex>

@@ -1,5 +1,7 @@
 #include "datacarrier/renderdrawgeom1d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <cstdint>
 
 namespace nkdatacarrier {

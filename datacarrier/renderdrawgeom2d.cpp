@@ -1,5 +1,7 @@
 #include "datacarrier/renderdrawgeom2d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 #include <cstdint>
 #include <set>
 

@@ -1,5 +1,7 @@
 #include "datacarrier/renderdrawproj2d.h"
 
+#include "datacarrier/internal/serialio.h"
+
 namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(RenderDrawProj2D, "RenderDrawProj2D")

@@ -4,14 +4,16 @@
 // measured: the selection queries raise, the measures are 0, and it has no render-array export.
 #pragma once
 
+#include "qvutil/exception.h"
+
 #include <vector>
 
 #include "datacarrier/boundingbox2d.h"
+#include "datacarrier/classidentity.h"
 #include "datacarrier/curve2d.h"
 #include "datacarrier/datacarrierexport.h"
 #include "datacarrier/point2d.h"
 #include "datacarrier/renderdrawgeom.h"
-#include "datacarrier/serialio.h"
 
 namespace nkdatacarrier {
 
@@ -76,15 +78,18 @@ class QVDATACARRIER_EXPORT RenderDrawProj2D : public RenderDrawGeom {
                          std::vector<int>& result) const override;
   bool isInBall(const std::vector<double>&, double, int, bool,
                 const std::vector<int>&) const override {
-    DC_RAISE_AT(159, "isInBall not implemented in proj2D");
+    throw nkbase::Exception("datacarrier/renderdrawproj2d.h", 159,
+                            "isInBall not implemented in proj2D");
   }
 
   bool isInBox(const std::vector<double>&, int, bool, const std::vector<int>&) const override {
-    DC_RAISE_AT(163, "isInBox not implemented in proj2D");
+    throw nkbase::Exception("datacarrier/renderdrawproj2d.h", 163,
+                            "isInBox not implemented in proj2D");
   }
 
   int numUniquePointsEstimate() const override {
-    DC_RAISE_AT(167, "numUniquePointsEstimate not implemented in proj2D");
+    throw nkbase::Exception("datacarrier/renderdrawproj2d.h", 167,
+                            "numUniquePointsEstimate not implemented in proj2D");
   }
 
  private:

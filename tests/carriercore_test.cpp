@@ -5,8 +5,8 @@
 #include "carrierstreamchecks.h"
 #include "datacarrier/boundingbox2d.h"
 #include "datacarrier/idatacarrier.h"
-#include "datacarrier/raise.h"
-#include "datacarrier/serialio.h"
+#include "datacarrier/internal/raise.h"
+#include "datacarrier/internal/serialio.h"
 #include "qvutil/textstream.h"
 #include "recordingstream.h"
 

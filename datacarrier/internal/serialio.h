@@ -9,18 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "datacarrier/raise.h"
+#include "datacarrier/classidentity.h"
+#include "datacarrier/internal/raise.h"
 #include "qvutil/serializable.h"
 #include "qvutil/serialstream.h"
-
-// Declares the class identity of a serializable carrier: its format version and its class-ID
-// string (getStaticClassID, isStaticClassID compared byte for byte, and the virtual getClassID).
-#define DC_DECLARE_CLASS_IDENTITY(version)            \
- public:                                              \
-  static constexpr unsigned int VERSION = version;    \
-  static std::string getStaticClassID();              \
-  static bool isStaticClassID(const std::string& id); \
-  std::string getClassID() const override;
 
 // Defines what DC_DECLARE_CLASS_IDENTITY declared, in the class's source file.
 #define DC_DEFINE_CLASS_IDENTITY(Class, idString)      \
