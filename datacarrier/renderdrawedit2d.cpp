@@ -42,6 +42,21 @@ void basisFunctions(const double* U, int s, double u, int p, double* N, double* 
   }
 }
 
+// Position of the first of the n sorted values that is strictly greater than u (n when none
+// is), as std::upper_bound finds it. The halving step picks its half by a conditional move
+// instead of a branch: random parameters would mispredict about every other step, which costs
+// more than the evaluation itself.
+std::size_t upperBound(const double* values, std::size_t n, double u) {
+  if (n == 0) return 0;
+  const double* base = values;
+  while (n > 1) {
+    const std::size_t half = n / 2;
+    base = u < base[half] ? base : base + half;
+    n -= half;
+  }
+  return static_cast<std::size_t>(base - values) + (u < *base ? 0 : 1);
+}
+
 // A cached box in the stream: heading "bounding box", the flag, the framed box, an empty label.
 void writeCachedBox(OSerialStream& os, nkbase::Prop& prop, bool valid, const BoundingBox2D& box) {
   os.label("bounding box");
@@ -86,7 +101,7 @@ void RenderDrawEdit2D::Edge::setCtrlPoint(int i, double x, double y) {
 int RenderDrawEdit2D::Edge::findSpan(double u) const {
   const int p = degree_;
   // First knot strictly greater than u, minus one: U[k] <= u < U[k+1].
-  const long long k = (std::upper_bound(knots_.begin(), knots_.end(), u) - knots_.begin()) - 1;
+  const long long k = static_cast<long long>(upperBound(knots_.data(), knots_.size(), u)) - 1;
   if (k < p) return p;
   const long long lastSpan = static_cast<long long>(knots_.size()) - p - 2;
   return static_cast<int>(std::min(k, lastSpan));
