@@ -74,8 +74,10 @@ void grow(Frame& f, double x, double y) {
 
 // The <svg> element, its title and the white background of frame f.
 void svgHead(const Frame& f, const std::string& title, std::ostream& out) {
-  const double width = 800.0;
-  const double height = std::max(100.0, width * (f.maxY - f.minY) / (f.maxX - f.minX));
+  // 800 units wide, or 600 high for a tall picture, so that it fits a common window.
+  const double aspect = (f.maxY - f.minY) / (f.maxX - f.minX);
+  const double width = aspect > 0.75 ? 600.0 / aspect : 800.0;
+  const double height = std::max(100.0, width * aspect);
   out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << num(width) << "\" height=\""
       << num(height) << "\" viewBox=\"" << num(f.minX) << " " << num(f.minY) << " "
       << num(f.maxX - f.minX) << " " << num(f.maxY - f.minY) << "\">\n";
