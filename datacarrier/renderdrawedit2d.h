@@ -44,9 +44,9 @@ class QVDATACARRIER_EXPORT RenderDrawEdit2D : public RenderDrawGeom {
   // then all w·y, then all w). A well-formed edge has m = n + p + 1, 3 columns and non-zero
   // weights; the producer is trusted for that, and a zero weight gives infinite or NaN points.
   // Malformed edges never make these operations read or write outside the arrays:
-  // - evalCoord gives NaN for x and y when the span's knots or control points are not all there
-  //   (negative degree, fewer than 2p + 2 knots around the span, fewer control points than the
-  //   span needs, fewer than 3 columns); spans that are all there evaluate as usual.
+  // - evalCoord gives NaN for x and y when what its span s needs is not all there: a degree
+  //   p >= 0 with s >= p, the knots U[s-p+1 .. s+p], the control points s-p .. s, 3 columns.
+  //   Spans that have it all evaluate as usual, so a short array still draws its first spans.
   // - evalEdge outputs nothing when the start knot U[p] does not exist (p < 0 or p >= m), and
   //   otherwise samples as usual (its points then being NaN wherever evalCoord's are).
   // - getBoundingBox of an array with fewer than 3 columns keeps the infinite start values.
