@@ -17,11 +17,11 @@ namespace {
 // Degrees up to this minus one keep the basis scratch on the stack.
 constexpr int kStackBasis = 10;
 
-// Fewest bytes of a vertex in the stream (two bools, two doubles) and of an edge (flags,
-// degree, vertices, box flag, the nested box's identifier length, version and four floats, the
-// knot count and the two control-point extents).
+// Fewest bytes of a vertex in the stream (two bools, two doubles) and of an edge (two flags,
+// degree, two vertices and the box flag: 15; the nested box with its 19-character identifier:
+// 43; the knot count and the two control-point extents: 12).
 constexpr std::size_t kVertexBytes = 18;
-constexpr std::size_t kEdgeBytes = 51;
+constexpr std::size_t kEdgeBytes = 70;
 
 // The non-zero B-spline basis functions N[0..p] at u on span s, by the triangular recurrence.
 // left and right hold p + 1 entries of scratch. A zero denominator is not guarded: it only

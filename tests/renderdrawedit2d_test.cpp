@@ -358,6 +358,8 @@ TEST(RenderDrawEdit2DSerialization, RefusedVersionsAndCountsTheStreamCannotHold)
   small.addEdge(Edge(1, {0, 0, 1, 1}, ctrl({{1, 2, 1}, {3, 4, 1}}), 0, -1));
   const std::vector<char> bytes = qvtest::binaryOf(small);
   const std::size_t kRows = 6 * 8 + 8, kCols = kRows - 4, kKnots = kRows + 4 * 8 + 4;
+  // Before the knots: the edge's flags and box (58 bytes), the vertex (18), the edge count.
+  const std::size_t kEdges = kKnots + 58 + 18 + 4, kVertices = kEdges + 4;
   struct Case {
     std::size_t at;
     int value;
@@ -368,7 +370,10 @@ TEST(RenderDrawEdit2DSerialization, RefusedVersionsAndCountsTheStreamCannotHold)
   // negative or overflows an int raise the standard length error. Where the stream cannot say
   // how long it is, the values are taken as they come until it ends (no 1.2 GB array first).
   for (const Case& c :
-       {Case{kKnots, 3000000, true, "End_of_file_reached"},
+       {Case{kVertices, 3000000, true, "End_of_file_reached"},
+        Case{kEdges, 3000000, true, "End_of_file_reached"},
+        Case{kEdges, 3000000, false, "End_of_file_reached"}, Case{kEdges, -1, true, "length_error"},
+        Case{kKnots, 3000000, true, "End_of_file_reached"},
         Case{kKnots, 300000000, false, "End_of_file_reached"},
         Case{kRows, 3000000, true, "End_of_file_reached"},
         Case{kCols, 3000000, true, "End_of_file_reached"},
