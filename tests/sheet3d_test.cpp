@@ -5,7 +5,9 @@
 #include <array>
 #include <climits>
 #include <cmath>
+#include <random>
 
+#include "datacarrier/internal/trianglemath.h"
 #include "datacarrier/postdataobject.h"
 #include "qvutil/nkmath.h"
 #define QVTEST_REFUSE_HUGE_ALLOCATIONS
@@ -597,4 +599,37 @@ TEST(Sheet3DPlane, ToleranceFollowsTheSheetExtentNotTheNormal) {
   s.findPlaneIntersections(Array<double, 1>{0, 0, double(5e-7f) - 1e-7 * 10.0},
                            Array<double, 1>{0, 0, 1}, out);
   EXPECT_EQ(out.getVertices(2, PostDataObject::DIR_X)[0], 0.0);
+}
+
+// The cylinder test's quick rejection of projected polygons that lie wholly beyond the radius
+// must never change an answer: compared with the same test without it (a NaN margin disables
+// it) on triangles placed around the circle, at every scale, with edges nearly tangent.
+TEST(Sheet3DCylinder, QuickRejectionNeverChangesTheAnswer) {
+  std::mt19937 rng(12345);
+  std::uniform_real_distribution<double> unit(-1.0, 1.0);
+  int agreed = 0, hits = 0;
+  for (int i = 0; i < 200000; ++i) {
+    const double scale = std::ldexp(1.0, static_cast<int>(rng() % 60) - 30);
+    const double r = scale * (0.5 + 0.5 * std::fabs(unit(rng)));
+    // Points near the circle, some a few units of rounding from it, in a narrow arc around one
+    // of the axes (where the rejection bites) or anywhere.
+    const double centre = (rng() % 4) * 1.5707963267948966;
+    const double spread = (i % 2) ? 3.2 : std::ldexp(1.0, -int(rng() % 30));
+    auto near = [&] {
+      const double a = centre + unit(rng) * spread;
+      const double d = r * (1.0 + std::ldexp(unit(rng), -int(rng() % 40)));
+      return V{float(d * std::cos(a)), float(d * std::sin(a)), float(unit(rng) * scale)};
+    };
+    const V a = near(), b = near(), c = near();
+    const double p[3] = {0, 0, 0}, u[3] = {1, 0, 0}, v[3] = {0, 1, 0}, w[3] = {0, 0, 1};
+    nkdatacarrier::trianglemath::CylinderQuery quick(p, u, v, w, r, scale, -scale);
+    nkdatacarrier::trianglemath::CylinderQuery full = quick;
+    full.clear = nkGetNaN();
+    const bool expected = nkdatacarrier::trianglemath::cylinderMeetsTriangle(full, a, b, c);
+    agreed += expected == nkdatacarrier::trianglemath::cylinderMeetsTriangle(quick, a, b, c);
+    hits += expected;
+  }
+  EXPECT_EQ(agreed, 200000);
+  EXPECT_GT(hits, 1000);  // both answers occur often
+  EXPECT_LT(hits, 199000);
 }
