@@ -40,11 +40,7 @@ double RenderDrawProj2D::getBndArea(int, const std::vector<int>&) const {
 }
 
 void RenderDrawProj2D::getBoundingBox(std::vector<float>& box) const {
-  box.clear();
-  box.push_back(box_.getMinX());
-  box.push_back(box_.getMaxX());
-  box.push_back(box_.getMinY());
-  box.push_back(box_.getMaxY());
+  box = box_.bounds();
 }
 
 // These raises carry the fixed lines of their error reports.
