@@ -120,19 +120,7 @@ TEST(BoundingBox, RoundTripsThroughBinaryAndText) {
 }
 
 TEST(BoundingBox, RefusesOtherVersionsBeforeReadingBounds) {
-  for (int version : {1, -1}) {
-    qvtest::ForgedIStream in({version, 1.0f, 2.0f});
-    BoundingBox1D box(5.0f, 6.0f);
-    try {
-      box.deserializeRaw(in);
-      ADD_FAILURE() << "version " << version << " accepted";
-    } catch (const nkbase::Exception& e) {
-      EXPECT_EQ(e.getCode(), "Incompatible_native_file_version");
-      EXPECT_EQ(e.getModule(), "datacarrier/boundingbox1d");
-    }
-    EXPECT_EQ(in.consumed(), 1u);
-    EXPECT_EQ(box.getMinX(), 5.0f);
-  }
+  qvtest::expectVersionsRefused(BoundingBox1D(5.0f, 6.0f), {1, -1}, "datacarrier/boundingbox1d");
 }
 
 TEST(Point, HoldsItsVertexAndIsAlwaysValid) {

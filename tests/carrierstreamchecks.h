@@ -97,6 +97,26 @@ std::vector<T> streamCopies(const T& carrier) {
   return copies;
 }
 
+// Each of `versions` is refused before anything else is read: "Incompatible_native_file_version"
+// (from `module` when one is given) after one value, with `object` left as it was.
+template <typename T>
+void expectVersionsRefused(const T& object, const std::vector<int>& versions,
+                           const std::string& module = "") {
+  for (int version : versions) {
+    ForgedIStream in({version});  // a reader that went on would raise "End_of_file_reached"
+    T r = object;
+    try {
+      r.deserializeRaw(in);
+      ADD_FAILURE() << "version " << version << " accepted";
+    } catch (const nkbase::Exception& e) {
+      EXPECT_EQ(e.getCode(), "Incompatible_native_file_version") << version;
+      EXPECT_EQ(e.getModule(), module.empty() ? e.getModule() : module);
+    }
+    EXPECT_EQ(in.consumed(), 1u) << version;
+    EXPECT_EQ(binaryOf(r), binaryOf(object)) << version;
+  }
+}
+
 template <typename T>
 void expectEveryTruncationRaisesEndOfFile(const T& carrier) {
   const std::vector<char> bytes = binaryOf(carrier);
