@@ -120,7 +120,7 @@ TEST(BoundingBox, RoundTripsThroughBinaryAndText) {
 }
 
 TEST(BoundingBox, RefusesOtherVersionsBeforeReadingBounds) {
-  qvtest::expectVersionsRefused(BoundingBox1D(5.0f, 6.0f), {1, -1}, "datacarrier/boundingbox1d");
+  qvtest::expectVersionsRefused(BoundingBox1D(5.0f, 6.0f), {1, -1}, "datacarrier/boundingbox1d:");
 }
 
 TEST(Point, HoldsItsVertexAndIsAlwaysValid) {

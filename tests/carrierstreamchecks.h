@@ -98,10 +98,11 @@ std::vector<T> streamCopies(const T& carrier) {
 }
 
 // Each of `versions` is refused before anything else is read: "Incompatible_native_file_version"
-// (from `module` when one is given) after one value, with `object` left as it was.
+// after one value, with `object` left as it was. `site` is the start of the report's
+// "module:line" ("datacarrier/x:" or "datacarrier/x:77"), or empty.
 template <typename T>
 void expectVersionsRefused(const T& object, const std::vector<int>& versions,
-                           const std::string& module = "") {
+                           const std::string& site = "") {
   for (int version : versions) {
     ForgedIStream in({version});  // a reader that went on would raise "End_of_file_reached"
     T r = object;
@@ -110,7 +111,8 @@ void expectVersionsRefused(const T& object, const std::vector<int>& versions,
       ADD_FAILURE() << "version " << version << " accepted";
     } catch (const nkbase::Exception& e) {
       EXPECT_EQ(e.getCode(), "Incompatible_native_file_version") << version;
-      EXPECT_EQ(e.getModule(), module.empty() ? e.getModule() : module);
+      const std::string where = e.getModule() + ":" + std::to_string(e.getLine());
+      EXPECT_EQ(where.substr(0, site.size()), site) << version;
     }
     EXPECT_EQ(in.consumed(), 1u) << version;
     EXPECT_EQ(binaryOf(r), binaryOf(object)) << version;
