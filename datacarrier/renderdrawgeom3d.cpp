@@ -581,8 +581,13 @@ int RenderDrawGeom3D::getMLRenderTriSize() const {
 
 void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
                                        std::vector<std::vector<int>>& elements) const {
-  coords.assign(3, std::vector<float>(static_cast<std::size_t>(getMLRenderPointSize()), 0.0f));
-  elements.assign(9, {});
+  // The arrays are refilled in place, so that a caller exporting again reuses their memory.
+  coords.resize(3);
+  for (std::vector<float>& direction : coords)
+    direction.assign(static_cast<std::size_t>(getMLRenderPointSize()), 0.0f);
+  elements.resize(9);
+  for (std::vector<int>& records : elements)
+    records.clear();
   const int numPoints = getNumberOfPoints();
   elements[0].reserve(static_cast<std::size_t>(numPoints));
   elements[1].reserve(static_cast<std::size_t>(numPoints));
