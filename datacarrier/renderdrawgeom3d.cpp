@@ -607,9 +607,16 @@ void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
     position = drawgeom::appendCurveRecords(elements, position, n >= 2 ? n : 0, c + 1);
   }
 
-  const int triangles = getMLRenderTriSize();
+  // Triangle records of the valid sheets, written in place.
+  std::size_t records = 0;
+  for (const Sheet3D& sheet : sheets_) {
+    if (sheet.isValid()) records += static_cast<std::size_t>(sheet.getNumberOfTriangles());
+  }
   for (int v = 5; v <= 8; ++v)
-    elements[v].reserve(static_cast<std::size_t>(std::max(triangles, 0)));
+    elements[v].resize(records);
+  int* const corner[3] = {elements[5].data(), elements[6].data(), elements[7].data()};
+  int* const number = elements[8].data();
+  std::size_t r = 0;
   for (int j = 0; j < getNumberOfSheets(); ++j) {
     const Sheet3D& sheet = sheets_[j];
     if (!sheet.isValid()) continue;  // counted by the sizes, but takes no position
@@ -626,13 +633,13 @@ void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
     }
     const int* corners = sheet.getTriangleArray();
     const int numTriangles = sheet.getNumberOfTriangles();
-    for (int t = 0; t < numTriangles; ++t) {
+    for (int t = 0; t < numTriangles; ++t, ++r) {
       for (int m = 0; m < 3; ++m) {
         // A corner that the sheet does not have points at position 0.
         const int k = corners[3 * t + m];
-        elements[5 + m].push_back(k >= 0 && k < n ? position + k : 0);
+        corner[m][r] = k >= 0 && k < n ? position + k : 0;
       }
-      elements[8].push_back(j + 1);
+      number[r] = j + 1;
     }
     position += n;
   }
