@@ -781,14 +781,24 @@ void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
 }
 
 void RenderDrawGeom3D::getWireframe(RenderDrawGeom3D& target) const {
+  // The target's allocate discards its entities: when it is this geometry, copy them first.
+  std::vector<Point3D> ownPoints;
+  std::vector<Curve3D> ownCurves;
+  const bool self = &target == this;
+  if (self) {
+    ownPoints = points_;
+    ownCurves = curves_;
+  }
+  const std::vector<Point3D>& points = self ? ownPoints : points_;
+  const std::vector<Curve3D>& curves = self ? ownCurves : curves_;
   target.box_ = box_;
-  target.allocate(0, 0, getNumberOfCurves(), getNumberOfPoints());
-  for (int i = 0; i < getNumberOfPoints(); ++i) {
-    const Point3D::Vertex& v = points_[i].getVertex();
+  target.allocate(0, 0, static_cast<int>(curves.size()), static_cast<int>(points.size()));
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const Point3D::Vertex& v = points[i].getVertex();
     target.points_[i].setVertex(v.x, v.y, v.z);
   }
-  for (int c = 0; c < getNumberOfCurves(); ++c) {
-    const Curve3D& from = curves_[c];
+  for (std::size_t c = 0; c < curves.size(); ++c) {
+    const Curve3D& from = curves[c];
     Curve3D& to = target.curves_[c];
     to.reserve(from.getNumberOfVertices());
     for (int k = 0; k < from.getNumberOfVertices(); ++k) {

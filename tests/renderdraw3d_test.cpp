@@ -222,3 +222,28 @@ TEST(RenderDrawGeom3DCube, CorruptRelationsAndTrianglesStayInBounds) {
             site(840, "VEXAL_assertion_failure"));
   EXPECT_EQ(found, (std::vector<int>{0, 0}));
 }
+
+TEST(RenderDrawGeom3DCube, WireframeOfItselfKeepsPointsAndCurves) {
+  RenderDraw3D g = unitCube();
+  g.allocate(1, 6, 2, 1);  // fresh entities; rebuild the edges below
+  g.point(0).setVertex(1, 2, 3);
+  g.curve(1).reserve(2);
+  g.curve(1).appendVertex(0, 0, 0);
+  g.curve(1).appendVertex(1, 0, 0);
+  g.curve(1).setBoundingBox3D(BoundingBox3D(0.0f, 1.0f, 0.0f, 0.0f, 0.0f, 0.0f));
+  g.curve(1).setValid(true);
+  std::vector<int> unmeshed;
+  g.getUnmeshedEdges(unmeshed);
+  EXPECT_EQ(unmeshed, std::vector<int>{0});
+  g.getUnmeshedFaces(unmeshed);
+  EXPECT_EQ(unmeshed, (std::vector<int>{0, 1, 2, 3, 4, 5}));
+  g.getWireframe(g);
+  EXPECT_EQ(g.getNumberOfSheets(), 0);
+  EXPECT_EQ(g.getNumberOfSolids(), 0);
+  ASSERT_EQ(g.getNumberOfCurves(), 2);
+  EXPECT_EQ(g.getPoint(0).getVertex().z, 3.0f);
+  EXPECT_TRUE(g.getCurve(1).isValid());
+  EXPECT_EQ(g.getCurve(1).getNumberOfVertices(), 2);
+  EXPECT_EQ(g.getCurve(1).getBoundingBox().getMaxX(), 1.0f);
+  EXPECT_FALSE(g.getCurve(0).isValid());
+}
