@@ -144,6 +144,25 @@ struct LineReach {
   bool usable;
 };
 
+// The side of sheet on which solid lies, from the sheet-to-solid relation: +1 (the side into
+// which the sheet's normals point) or -1 when the sheet's entries naming the solid carry only
+// that orientation, 0 when they carry both or neither (the sheet does not bound the solid, or
+// bounds it on both sides).
+int sideOfSheet(const Adjacent& sheetToSolid, int sheet, int solid) {
+  const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid, sheet);
+  if (sides.count == 0) return 0;
+  // Within the clamped run, so the orientations beside it exist.
+  const int* orientations = sheetToSolid.getAdjacentOrientations(sheet);
+  bool plus = false;
+  bool minus = false;
+  for (int m = 0; m < sides.count; ++m) {
+    if (sides.adjacents[m] != solid) continue;
+    plus = plus || orientations[m] == 1;
+    minus = minus || orientations[m] == -1;
+  }
+  return plus == minus ? 0 : plus ? 1 : -1;
+}
+
 }  // namespace
 
 RenderDrawGeom3D::RenderDrawGeom3D() = default;
@@ -227,16 +246,8 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
         const Sheet3D& sheet = sheets_[j];
         if (sheet.getUp() == sheet.getDown()) continue;  // inside the solid, not its boundary
         // The side of the sheet on which this solid lies.
-        bool plus = false;
-        bool minus = false;
-        const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid_, j);
-        const int* orientations = sheetToSolid_.getAdjacentOrientations(j);
-        for (int m = 0; m < sides.count; ++m) {
-          if (sides.adjacents[m] != s) continue;
-          plus = plus || orientations[m] == 1;
-          minus = minus || orientations[m] == -1;
-        }
-        if (plus == minus) continue;  // bounds the solid on both sides or on none
+        const int side = sideOfSheet(sheetToSolid_, j, s);
+        if (side == 0) continue;  // bounds the solid on both sides or on none
         if (!sheet.isComplete()) return 0.0;
         const int n = sheet.getNumberOfVertices();
         const Sheet3D::Vertex* v = sheet.getVertexArray();
@@ -254,7 +265,7 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
                  6.0;
         }
         // Normals pointing away from the solid (orientation -1) give positive sums.
-        measure += plus ? -sum : sum;
+        measure += side > 0 ? -sum : sum;
       }
     }
   }
@@ -478,18 +489,10 @@ bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) con
   for (std::size_t i = 0; i < hits.size(); ++i) {
     if (hits[i][0] <= 0.0) continue;
     const int k = hitSheets[i];
-    const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid_, k);
-    const int* orientations = sheetToSolid_.getAdjacentOrientations(k);
-    bool plus = false;
-    bool minus = false;
-    for (int m = 0; m < sides.count; ++m) {
-      if (sides.adjacents[m] != solid) continue;
-      plus = plus || orientations[m] == 1;
-      minus = minus || orientations[m] == -1;
-    }
-    if (plus == minus) continue;
+    const int side = sideOfSheet(sheetToSolid_, k, solid);
+    if (side == 0) continue;
     const double nd = hits[i][1] * d[0] + hits[i][2] * d[1] + hits[i][3] * d[2];
-    return plus ? nd < 0.0 : nd > 0.0;
+    return side > 0 ? nd < 0.0 : nd > 0.0;
   }
   return false;
 }
