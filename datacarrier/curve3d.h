@@ -89,7 +89,8 @@ class QVDATACARRIER_EXPORT Curve3D : public nkbase::Serializable {
   // and an empty data block, and fills them with the segments that lie in the plane through
   // `point` with normal `normal` (both ends within 1e-7 of the curve's largest extent). Segments
   // that merely cross the plane are not reported; each in-plane segment brings its own two
-  // points, so a vertex shared by two of them appears twice.
+  // points, so a vertex shared by two of them appears twice. Like the length, the cut works on
+  // the vertices as they are; it does not look at the validity flag.
   void findPlaneIntersections(const Array<double, 1>& point, const Array<double, 1>& normal,
                               PostDataObject& out) const;
 

@@ -147,6 +147,8 @@ class QVDATACARRIER_EXPORT Sheet3D : public nkbase::Serializable {
   // empty data block to out, always (also for an invalid or empty sheet), and fills it with the
   // segments in which the plane through `point` with normal `normal` cuts the triangles. A
   // triangle touching the plane in a vertex, or with an edge or wholly in it, adds nothing.
+  // The cut works on the triangles as they are; it does not look at the validity flag. The
+  // tolerance is 1e-7 of the sheet's largest extent (1 when that is 0).
   void findPlaneIntersections(const Array<double, 1>& point, const Array<double, 1>& normal,
                               PostDataObject& out) const;
 
