@@ -1,5 +1,6 @@
 // The 3D draw geometry, exercised through its drawing object RenderDraw3D on hand-built boxes,
 // generated spheres and cylinders and (when the mesher's library is there) real meshed models.
+#define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include "datacarrier/renderdrawgeom3d.h"
 
 #include <gtest/gtest.h>
@@ -200,6 +201,8 @@ TEST(RenderDrawGeom3DModel, TwelveRelationsAndBothSetterKinds) {
   }
   g.setSolidToSheetAdjacent({{{1, 1}}});
   EXPECT_EQ(g.getSolidToSheetAdjacent().getNumberOfFromIndices(), 0);
+  g.setCurveToPointAdjacent({});
+  EXPECT_EQ(g.getCurveToPointAdjacent().getNumberOfFromIndices(), 0);
   g.setSheetToSolidAdjacent({{{1, 0}, {0, 0}}});
   EXPECT_EQ(listsOf(g.getSheetToSolidAdjacent()), (Lists{{{0, 0}}}));
 }
@@ -249,6 +252,35 @@ TEST(RenderDrawGeom3DSerialization, AttributeBlockSequenceAndRoundTrip) {
     EXPECT_EQ(listsOf(r.getSheetToSolidAdjacent()), listsOf(g.getSheetToSolidAdjacent()));
   }
   qvtest::expectEveryTruncationRaisesEndOfFile(g);
+}
+
+// A corrupt entity count must not size arrays before the stream shows the entities.
+TEST(RenderDrawGeom3DSerialization, HugeCountsEndWithTheStream) {
+  using Values = std::vector<qvtest::ForgedIStream::Value>;
+  const int huge = 2000000000;
+  for (int k = 0; k < 4; ++k) {
+    Values v{0,
+             0,
+             3,
+             1,
+             std::string("x"),
+             std::string("RenderBoundingBox3D"),
+             0,
+             0.0f,
+             1.0f,
+             0.0f,
+             1.0f,
+             0.0f,
+             1.0f,
+             0,
+             0,
+             0,
+             0};
+    v[13 + k] = huge;
+    qvtest::ForgedIStream in(v);
+    RenderDraw3D g;
+    EXPECT_EQ(codeOf([&] { g.deserializeRaw(in); }), "End_of_file_reached") << k;
+  }
 }
 
 TEST(RenderDraw3DObject, IdentityCloneCastAndRefusedVersion) {
@@ -317,6 +349,19 @@ TEST(RenderDrawGeom3DRender, SizesAndMergedOneBasedArrays) {
                                {2, 6, 6}, {5, 7, 8}, {4, 8, 9}, {1, 3, 3}};
   for (int k = 0; k < 9; ++k)
     EXPECT_EQ(el[k], want[k]) << "elements[" << k << "]";
+
+  // A triangle corner that its sheet does not have takes position 0.
+  RenderDraw3D bad;
+  bad.allocate(0, 1, 0, 1);
+  bad.point(0).setVertex(7, 7, 7);
+  bad.sheet(0) = qvtest::makeSheet({{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 1, 2, 0, 1, 2}, -1, -1);
+  bad.sheet(0).setTriangle(1, 2, 5, -1);
+  bad.getMLRenderData(coords, el);
+  EXPECT_EQ(coords[0], (F{7, 1, 0, 0}));
+  EXPECT_EQ(el[5], (Ints{1, 3}));
+  EXPECT_EQ(el[6], (Ints{2, 0}));
+  EXPECT_EQ(el[7], (Ints{3, 0}));
+  EXPECT_EQ(el[8], (Ints{1, 1}));
 
   // A negative estimate still merges: the cube's 56 positions are its 8 corners.
   qvtest::unitCube(-1).getMLRenderData(coords, el);
@@ -467,9 +512,30 @@ TEST(RenderDrawGeom3DPointInSolid, OrientationsBoundaryAndTwoSidedSheets) {
   RenderDraw3D empty;
   empty.allocate(1, 0, 0, 0);
   EXPECT_FALSE(empty.pointInSolid({0, 0, 0}, 0));
+  RenderDraw3D missing = qvtest::unitCube(-1);
+  missing.setSolidToSheetAdjacent({{}, {{0, -1}, {6, -1}}});
+  EXPECT_EQ(raiseSite([&] {
+              missing.pointInSolid({0.5, 0.5, 0.5}, 0);
+            }),
+            site(437, "Invalid_face_number"));
 
   const RenderDraw3D sph = qvtest::sphere(1.0f, 40, 80);
   const RenderDraw3D cyl = qvtest::cylinder(1.0f, 2.0f, 48);
+  const Sheet3D::Vertex& v = sph.getSheet(0).getVertex(333);
+  EXPECT_TRUE(sph.pointInSolid({v.x, v.y, v.z}, 0));
+  // Through the sphere off centre: two hits, normals interpolated to unit length, near radial.
+  std::vector<Vec> hits;
+  sph.findLineIntersections({-3, 0.1, 0.2}, {3, 0.1, 0.2}, hits);
+  ASSERT_EQ(hits.size(), 2u);
+  const double half = std::sqrt(1 - 0.05) / 6;
+  for (int i = 0; i < 2; ++i) {
+    const Vec& h = hits[i];
+    EXPECT_NEAR(h[0], 0.5 + (i ? half : -half), 2e-3) << i;
+    EXPECT_NEAR(h[1] * h[1] + h[2] * h[2] + h[3] * h[3], 1.0, 1e-12) << i;
+    EXPECT_NEAR(h[1], i ? std::sqrt(0.95) : -std::sqrt(0.95), 1e-2) << i;
+    EXPECT_NEAR(h[2], 0.1, 1e-2) << i;
+    EXPECT_NEAR(h[3], 0.2, 1e-2) << i;
+  }
   for (int k = 0; k < 24; ++k) {
     const double a = 0.7 * k, b = 0.3 * k - 3,
                  d[3] = {std::cos(a) * std::cos(b), std::sin(a) * std::cos(b), std::sin(b)};
@@ -555,6 +621,15 @@ TEST(RenderDrawGeom3DSelection, TouchingShapesAreClippedToTheGrownModelBox) {
             (Ints{0, 5, 11}));
   EXPECT_EQ(inCyl(g, {0.5, 0.5, 0.5}, {1, 0, 0}, 0.1, kInf, -kInf, 2, false, sheets),
             (Ints{0, 5, 11}));
+  // The radius ends at the box's radial extent times sqrt 2 plus the margin: sheet 6 (x = 2)
+  // is 1.5 from the axis, beyond 0.5 sqrt 2 * sqrt 2 + 0.1 sqrt 2.
+  EXPECT_EQ(inCyl(g, {0.5, 0.5, 0.5}, {0, 0, 1}, 100, 0.6, 0.4, 2, false, sheets),
+            (Ints{0, 1, 2, 4, 5, 7, 8, 10}));
+  // Heights in the cylinder's frame start from 0: from far below, the range 0..10.5 gives a
+  // margin of 1.05, which reaches the lid at z = 1 although the whole box ends at z = 0.5.
+  g.setBoundingBox3D(BoundingBox3D(0, 1, 0, 1, 0, 0.5));
+  EXPECT_EQ(inCyl(g, {0.5, 0.5, -10}, {0, 0, 1}, 0.1, 1e300, 0, 2, false, sheets),
+            (Ints{3, 4, 11}));
 
   // The lid bounds its solid from above only: the probe point decides. The box's clipped
   // centre (0.5, 0.5, 0.2) lies below the lid; its unclipped centre lies far away.
@@ -636,6 +711,7 @@ TEST(RenderDrawGeom3DRealModels, VolumesAreasAndContainmentMatchTheFigures) {
     ASSERT_EQ(g.getNumberOfSheets(), fig["counts"]["surfaces"].get<int>()) << name;
     ASSERT_EQ(g.getNumberOfSolids(), fig["counts"]["volumes"].get<int>()) << name;
     EXPECT_EQ(g.getNumberOfCurves(), fig["counts"]["curves"].get<int>()) << name;
+    EXPECT_EQ(g.getNumberOfPoints(), fig["counts"]["points"].get<int>()) << name;
     auto index = [](const std::vector<int>& tags, int tag) {
       return int(std::find(tags.begin(), tags.end(), tag) - tags.begin());
     };
@@ -651,6 +727,15 @@ TEST(RenderDrawGeom3DRealModels, VolumesAreasAndContainmentMatchTheFigures) {
       EXPECT_NEAR(g.getVolume(3, {k}), vol, 1e-9 * vol) << name << " volume " << v["tag"];
       EXPECT_NEAR(g.getBndArea(3, {k}), area, 1e-6 * area) << name << " volume " << v["tag"];
     }
+    // All volumes together: every boundary surface once.
+    std::set<int> bounding;
+    for (const auto& v : fig["volumes"])
+      for (int tag : v["boundary_surfaces"])
+        bounding.insert(tag);
+    double union_area = 0;
+    for (const auto& s : fig["surfaces"])
+      if (bounding.count(s["tag"].get<int>())) union_area += s["area"].get<double>();
+    EXPECT_NEAR(g.getBndArea(3, all(g.getNumberOfSolids())), union_area, 1e-6 * union_area) << name;
     for (const auto& p : fig["inside"]) {
       const Vec pt = p["point"].get<Vec>();
       const std::vector<int> in = p["volumes"].get<std::vector<int>>();
