@@ -395,6 +395,9 @@ TEST(RenderDrawGeom3DMeasures, VolumesAreasAndLengths) {
   EXPECT_EQ(g.getBndArea(3, {1, 0}), 11.0);
   for (int dim : {0, 1, 2, 4})
     EXPECT_EQ(g.getBndArea(dim, {0, 7}), 0.0) << dim;
+  RenderDraw3D partly = g;
+  partly.sheet(0).setComplete(false);  // an incomplete sheet has no area
+  EXPECT_EQ(partly.getBndArea(3, {0}), 5.0);
   EXPECT_EQ(raiseSite([&] { g.getBndArea(3, {0, 2}); }), site(313, "VEXAL_assertion_failure"));
 
   // Generated solids: the cylinder's n-gon prism in closed form, the sphere near 4/3 pi r^3.
@@ -427,6 +430,10 @@ TEST(RenderDrawGeom3DLine, HitsSortedWithNormalsAndOwners) {
   const std::vector<Vec> diag{
       {0.5, -1, 0, 0}, {0.5, 0, -1, 0}, {1, 0, 1, 0}, {1, 1, 0, 0}, {1, 0, 1, 0}};
   EXPECT_EQ(result, diag);
+  // Short entries from the caller are grown, not written past.
+  std::vector<Vec> shortRows{Vec{9}, Vec{}};
+  g.findLineIntersections({-1, -1, 0.25}, {1, 1, 0.25}, shortRows, sheets);
+  EXPECT_EQ(shortRows, diag);
   std::vector<Vec> three;
   g.findLineIntersections({-1, -1, 0.25}, {1, 1, 0.25}, three);
   EXPECT_EQ(three, diag);
