@@ -1,5 +1,7 @@
 #include "datacarrier/renderdraw3d.h"
 
+#include "datacarrier/errorcodes.h"
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/serialio.h"
 
 namespace nkdatacarrier {
@@ -11,7 +13,7 @@ RenderDraw3D::RenderDraw3D(RenderDrawGeom3D::Type3D type, int id) : RenderDrawGe
 RenderDraw3D::~RenderDraw3D() = default;
 
 nkboost::shared_ptr<RenderDrawGeom> RenderDraw3D::clone() const {
-  return cloneObject(*this);
+  return drawgeom::cloneObject(*this);
 }
 
 // The class is asked by identifier, not by dynamic type, so that an object of a class derived
@@ -20,7 +22,7 @@ nkboost::shared_ptr<RenderDraw3D> RenderDraw3D::shared_ptr_cast(
     nkboost::shared_ptr<RenderDrawGeom3D>& geometry) {
   nkboost::shared_ptr<RenderDraw3D> drawing = nkboost::dynamic_pointer_cast<RenderDraw3D>(
       geometry && geometry->getClassID() == getStaticClassID() ? geometry : nullptr);
-  if (!drawing) DC_RAISE_AT(30, "Internal_error", "RenderDraw3D object expected");
+  if (!drawing) DC_RAISE_AT(30, errors::kInternalError, "RenderDraw3D object expected");
   return drawing;
 }
 

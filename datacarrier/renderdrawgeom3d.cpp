@@ -1,7 +1,10 @@
 #include "datacarrier/renderdrawgeom3d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/segmentmath.h"
+#include "datacarrier/internal/selection.h"
 #include "datacarrier/internal/serialio.h"
+#include "datacarrier/internal/trianglemath.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,48 +19,6 @@ namespace {
 
 // Fewest bytes of a nested carrier in a stream: its class-identifier length and its version.
 constexpr std::size_t kMinNestedBytes = 8;
-
-// Whether the three corners of triangle t name vertices of the sheet; a triangle that does not
-// (corrupt data) is skipped by every walk over the triangles.
-inline bool cornersExist(const int* corners, int n) {
-  return corners[0] >= 0 && corners[0] < n && corners[1] >= 0 && corners[1] < n &&
-         corners[2] >= 0 && corners[2] < n;
-}
-
-// The source lines of one selection query's raises: a bad candidate per entity kind, and a bad
-// entity dimension. Consumers' error tables know these lines.
-struct RaiseLines {
-  int curve, sheet, solid, dimension;
-};
-
-enum class Answer {
-  APPEND,  // find forms: every match goes to result
-  ALL,     // test forms, inside: false at the first candidate that does not match
-  ANY      // test forms, touching: true at the first candidate that matches
-};
-
-// The loop every selection query runs: the dimension check (also for no candidates), then the
-// candidates in order, each index checked against the entities of dim before it is used.
-// match(dim, index) is the per-entity predicate.
-template <typename Match>
-bool selectCandidates(int dim, const int (&counts)[3], const std::vector<int>& candidates,
-                      const RaiseLines& lines, Answer answer, std::vector<int>* result,
-                      Match match) {
-  if (dim < 1 || dim > 3) DC_RAISE_AT(lines.dimension, "Invalid entity dimension");
-  const int indexLine[3] = {lines.curve, lines.sheet, lines.solid};
-  for (int i : candidates) {
-    if (i < 0 || i >= counts[dim - 1]) DC_RAISE_AT(indexLine[dim - 1], "VEXAL_assertion_failure");
-    const bool matches = match(dim, i);
-    if (answer == Answer::APPEND) {
-      if (matches) result->push_back(i);
-    } else if (answer == Answer::ALL) {
-      if (!matches) return false;
-    } else if (matches) {
-      return true;
-    }
-  }
-  return answer == Answer::ALL;
-}
 
 // The box around a ball, or the cube around a cylinder's bounding sphere, for the prefilter.
 BoundingBox3D cubeAround(const std::vector<double>& c, double r) {
@@ -115,55 +76,55 @@ void RenderDrawGeom3D::allocate(int nSolids, int nSheets, int nCurves, int nPoin
 
 // The producer numbers the sources of these relations from 1 and leaves entry 0 unused.
 void RenderDrawGeom3D::setSolidToSheetAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(solidToSheet_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(solidToSheet_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 void RenderDrawGeom3D::setSolidToCurveAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(solidToCurve_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(solidToCurve_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 void RenderDrawGeom3D::setSolidToPointAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(solidToPoint_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(solidToPoint_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 void RenderDrawGeom3D::setSheetToCurveAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(sheetToCurve_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(sheetToCurve_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 void RenderDrawGeom3D::setSheetToPointAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(sheetToPoint_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(sheetToPoint_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 void RenderDrawGeom3D::setCurveToPointAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(curveToPoint_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(curveToPoint_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 void RenderDrawGeom3D::setPointToCurveAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(pointToCurve_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(pointToCurve_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 void RenderDrawGeom3D::setPointToSheetAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(pointToSheet_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(pointToSheet_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 void RenderDrawGeom3D::setCurveToSheetAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(curveToSheet_, lists, AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(curveToSheet_, lists, drawgeom::AdjacencyRule::AS_GIVEN, 1);
 }
 
 // Solid numbers are 1-based here, with 0 for "no solid" (the outside of the model).
 void RenderDrawGeom3D::setPointToSolidAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(pointToSolid_, lists, AdjacencyRule::ONE_BASED_DROP_NONE);
+  drawgeom::setAdjacentLists(pointToSolid_, lists, drawgeom::AdjacencyRule::ONE_BASED_DROP_NONE);
 }
 void RenderDrawGeom3D::setCurveToSolidAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(curveToSolid_, lists, AdjacencyRule::ONE_BASED_DROP_NONE);
+  drawgeom::setAdjacentLists(curveToSolid_, lists, drawgeom::AdjacencyRule::ONE_BASED_DROP_NONE);
 }
 void RenderDrawGeom3D::setSheetToSolidAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(sheetToSolid_, lists, AdjacencyRule::ONE_BASED_DROP_NONE);
+  drawgeom::setAdjacentLists(sheetToSolid_, lists, drawgeom::AdjacencyRule::ONE_BASED_DROP_NONE);
 }
 
 double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) const {
   double measure = 0.0;
   if (dim == 1) {
     for (int i : entities) {
-      if (i < 0 || i >= getNumberOfCurves()) DC_RAISE_AT(140, "VEXAL_assertion_failure");
+      if (i < 0 || i >= getNumberOfCurves()) DC_RAISE_AT(140, errors::kAssertionFailure);
       if (!curves_[i].isValid()) return 0.0;  // all or nothing
       measure += curves_[i].getLength();
     }
   } else if (dim == 2) {
     for (int i : entities) {
-      if (i < 0 || i >= getNumberOfSheets()) DC_RAISE_AT(150, "VEXAL_assertion_failure");
+      if (i < 0 || i >= getNumberOfSheets()) DC_RAISE_AT(150, errors::kAssertionFailure);
       if (!sheets_[i].isComplete()) return 0.0;  // its area is not known
       measure += sheets_[i].getArea();
     }
@@ -174,8 +135,8 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
                          (double(box_.getMinY()) + double(box_.getMaxY())) * 0.5,
                          (double(box_.getMinZ()) + double(box_.getMaxZ())) * 0.5};
     for (int s : entities) {
-      if (s < 0 || s >= getNumberOfSolids()) DC_RAISE_AT(160, "VEXAL_assertion_failure");
-      const AdjacentRun run = adjacentRun(solidToSheet_, s);
+      if (s < 0 || s >= getNumberOfSolids()) DC_RAISE_AT(160, errors::kAssertionFailure);
+      const drawgeom::AdjacentRun run = drawgeom::adjacentRun(solidToSheet_, s);
       for (int k = 0; k < run.count; ++k) {
         const int j = run.adjacents[k];
         if (j < 0 || j >= getNumberOfSheets()) return 0.0;  // a boundary that is not there
@@ -184,7 +145,7 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
         // The side of the sheet on which this solid lies.
         bool plus = false;
         bool minus = false;
-        const AdjacentRun sides = adjacentRun(sheetToSolid_, j);
+        const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid_, j);
         const int* orientations = sheetToSolid_.getAdjacentOrientations(j);
         for (int m = 0; m < sides.count; ++m) {
           if (sides.adjacents[m] != s) continue;
@@ -198,7 +159,7 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
         const int* corners = sheet.getTriangleArray();
         double sum = 0.0;
         for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
-          if (!cornersExist(corners, n)) continue;
+          if (!trianglemath::indicesValid(corners, n)) continue;
           const Sheet3D::Vertex& a = v[corners[0]];
           const Sheet3D::Vertex& b = v[corners[1]];
           const Sheet3D::Vertex& c = v[corners[2]];
@@ -220,8 +181,9 @@ double RenderDrawGeom3D::getBndArea(int dim, const std::vector<int>& solids) con
   if (dim != 3) return 0.0;
   std::set<int> boundary;
   for (int s : solids) {
-    if (s >= getNumberOfSolids()) DC_RAISE_AT(313, "VEXAL_assertion_failure");
-    const AdjacentRun run = adjacentRun(solidToSheet_, s);  // none for a negative s
+    if (s >= getNumberOfSolids()) DC_RAISE_AT(313, errors::kAssertionFailure);
+    const drawgeom::AdjacentRun run =
+        drawgeom::adjacentRun(solidToSheet_, s);  // none for a negative s
     for (int k = 0; k < run.count; ++k) {
       const int j = run.adjacents[k];
       if (j < 0 || j >= getNumberOfSheets()) continue;  // names no sheet
@@ -279,7 +241,7 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
   double best2 = nkGetInf();
   int best = -1;
   for (int k : candidateSheets) {
-    if (k < 0 || k >= getNumberOfSheets()) DC_RAISE_AT(437, "Invalid_face_number");
+    if (k < 0 || k >= getNumberOfSheets()) DC_RAISE_AT(437, errors::kInvalidFaceNumber);
     // A negative stop distance searches every triangle.
     if (sheets_[k].findClosestPoint(point, closest, best2, -1.0)) best = k;
   }
@@ -297,7 +259,7 @@ void RenderDrawGeom3D::findPlaneIntersections(const Array<double, 1>& planePoint
 
 bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) const {
   // 1. The distance to the solid's boundary; none measurable (no valid sheet) decides nothing.
-  const AdjacentRun run = adjacentRun(solidToSheet_, solid);
+  const drawgeom::AdjacentRun run = drawgeom::adjacentRun(solidToSheet_, solid);
   const std::vector<int> own(run.adjacents, run.adjacents + run.count);
   std::vector<double> c;
   findClosestPoint(p, own, c);
@@ -322,7 +284,7 @@ bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) con
     const Sheet3D::Vertex* v = sheet.getVertexArray();
     const int* corners = sheet.getTriangleArray();
     for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
-      if (!cornersExist(corners, n)) continue;
+      if (!trianglemath::indicesValid(corners, n)) continue;
       for (int e = 0; e < 3; ++e) {
         const Sheet3D::Vertex& a = v[corners[e]];
         const Sheet3D::Vertex& b = v[corners[(e + 1) % 3]];
@@ -383,7 +345,7 @@ bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) con
   for (std::size_t i = 0; i < hits.size(); ++i) {
     if (hits[i][0] <= 0.0) continue;
     const int k = hitSheets[i];
-    const AdjacentRun sides = adjacentRun(sheetToSolid_, k);
+    const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid_, k);
     const int* orientations = sheetToSolid_.getAdjacentOrientations(k);
     bool plus = false;
     bool minus = false;
@@ -428,7 +390,7 @@ template <typename SheetTest>
 bool RenderDrawGeom3D::solidMatches(int solid, const BoundingBox3D& shapeBox, bool inside,
                                     SheetTest sheetTest, const std::vector<double>* probe) const {
   if (!solidBoxes_[solid].intersects(shapeBox)) return false;
-  const AdjacentRun run = adjacentRun(solidToSheet_, solid);
+  const drawgeom::AdjacentRun run = drawgeom::adjacentRun(solidToSheet_, solid);
   for (int k = 0; k < run.count; ++k) {
     const int j = run.adjacents[k];
     if (j < 0 || j >= getNumberOfSheets()) continue;  // names no sheet
@@ -442,88 +404,61 @@ bool RenderDrawGeom3D::solidMatches(int solid, const BoundingBox3D& shapeBox, bo
 
 namespace {
 
-// Each selection query's answer and the lines of its raises, per sense.
-struct Site {
-  RaiseLines lines;
-  Answer answer;
-};
-
-enum SiteNumber {
-  kFindBallInside,
-  kFindBallTouching,
-  kIsInBallInside,
-  kIsInBallTouching,
-  kFindBoxInside,
-  kFindBoxTouching,
-  kIsInBoxInside,
-  kIsInBoxTouching,
-  kFindCylinderInside,
-  kFindCylinderTouching,
-  kIsInCylinderInside,
-  kIsInCylinderTouching,
-};
-
-const Site kSites[] = {
-    {{627, 635, 643, 663}, Answer::APPEND},      // FindBallInside
-    {{670, 678, 686, 711}, Answer::APPEND},      // FindBallTouching
-    {{726, 734, 742, 762}, Answer::ALL},         // IsInBallInside
-    {{769, 777, 785, 810}, Answer::ANY},         // IsInBallTouching
-    {{824, 832, 840, 860}, Answer::APPEND},      // FindBoxInside
-    {{883, 891, 899, 927}, Answer::APPEND},      // FindBoxTouching
-    {{939, 947, 955, 975}, Answer::ALL},         // IsInBoxInside
-    {{998, 1006, 1014, 1042}, Answer::ANY},      // IsInBoxTouching
-    {{1055, 1063, 1071, 1092}, Answer::APPEND},  // FindCylinderInside
-    {{1108, 1116, 1124, 1156}, Answer::APPEND},  // FindCylinderTouching
-    {{1170, 1178, 1186, 1207}, Answer::ALL},     // IsInCylinderInside
-    {{1222, 1230, 1238, 1270}, Answer::ANY},     // IsInCylinderTouching
-};
+// The fixed lines of the selection raises, per operation and sense: a bad dimension, then a
+// candidate out of range among the curves, sheets and solids.
+constexpr selection::SitesBySense kFindInBall{{663, {627, 635, 643}}, {711, {670, 678, 686}}};
+constexpr selection::SitesBySense kIsInBall{{762, {726, 734, 742}}, {810, {769, 777, 785}}};
+constexpr selection::SitesBySense kFindInBox{{860, {824, 832, 840}}, {927, {883, 891, 899}}};
+constexpr selection::SitesBySense kIsInBox{{975, {939, 947, 955}}, {1042, {998, 1006, 1014}}};
+constexpr selection::SitesBySense kFindInCylinder{{1092, {1055, 1063, 1071}},
+                                                  {1156, {1108, 1116, 1124}}};
+constexpr selection::SitesBySense kIsInCylinder{{1207, {1170, 1178, 1186}},
+                                                {1270, {1222, 1230, 1238}}};
 
 }  // namespace
 
-bool RenderDrawGeom3D::selectInBall(const std::vector<double>& c, double r, int dim, bool inside,
-                                    const std::vector<int>& candidates, int site,
-                                    std::vector<int>* result) const {
-  const int counts[3] = {getNumberOfCurves(), getNumberOfSheets(), getNumberOfSolids()};
-  const BoundingBox3D shapeBox = cubeAround(c, r);
-  return selectCandidates(
-      dim, counts, candidates, kSites[site].lines, kSites[site].answer, result, [&](int d, int i) {
-        if (d == 1) return inside ? curves_[i].insideBall(c, r) : curves_[i].intersectsBall(c, r);
-        const auto sheetTest = [&](const Sheet3D& s) {
-          return inside ? s.insideBall(c, r) : s.intersectsBall(c, r);
-        };
-        if (d == 2) return sheetTest(sheets_[i]);
-        return solidMatches(i, shapeBox, inside, sheetTest, &c);
-      });
+std::array<int, 4> RenderDrawGeom3D::selectionCounts() const {
+  return {-1, getNumberOfCurves(), getNumberOfSheets(), getNumberOfSolids()};
 }
 
-bool RenderDrawGeom3D::selectInBox(const std::vector<double>& box, int dim, bool inside,
-                                   const std::vector<int>& candidates, int site,
-                                   std::vector<int>* result) const {
+template <typename Query>
+bool RenderDrawGeom3D::inBall(const std::vector<double>& c, double r, bool inside,
+                              Query query) const {
+  const BoundingBox3D shapeBox = cubeAround(c, r);
+  return query([&](int d, int i) {
+    if (d == 1) return inside ? curves_[i].insideBall(c, r) : curves_[i].intersectsBall(c, r);
+    const auto sheetTest = [&](const Sheet3D& s) {
+      return inside ? s.insideBall(c, r) : s.intersectsBall(c, r);
+    };
+    if (d == 2) return sheetTest(sheets_[i]);
+    return solidMatches(i, shapeBox, inside, sheetTest, &c);
+  });
+}
+
+template <typename Query>
+bool RenderDrawGeom3D::inBox(const std::vector<double>& box, bool inside, Query query) const {
   // Touching: the box clipped to the whole box grown by a tenth of its largest side, so that a
   // huge rubber band costs no more than one around the model.
   const float bounds[6] = {box_.getMinX(), box_.getMaxX(), box_.getMinY(),
                            box_.getMaxY(), box_.getMinZ(), box_.getMaxZ()};
-  const std::vector<double> shape = inside ? box : clipToGrownBounds(box, bounds, 3);
+  const std::vector<double> shape = inside ? box : drawgeom::clipToGrownBounds(box, bounds, 3);
   const BoundingBox3D shapeBox = boxOf(shape);
   const std::vector<double> centre = {(shape[0] + shape[1]) * 0.5, (shape[2] + shape[3]) * 0.5,
                                       (shape[4] + shape[5]) * 0.5};
-  const int counts[3] = {getNumberOfCurves(), getNumberOfSheets(), getNumberOfSolids()};
-  return selectCandidates(
-      dim, counts, candidates, kSites[site].lines, kSites[site].answer, result, [&](int d, int i) {
-        if (d == 1) return inside ? curves_[i].insideBox(shape) : curves_[i].intersectsBox(shape);
-        const auto sheetTest = [&](const Sheet3D& s) {
-          return inside ? s.insideBox(shape) : s.intersectsBox(shape);
-        };
-        if (d == 2) return sheetTest(sheets_[i]);
-        return solidMatches(i, shapeBox, inside, sheetTest, &centre);
-      });
+  return query([&](int d, int i) {
+    if (d == 1) return inside ? curves_[i].insideBox(shape) : curves_[i].intersectsBox(shape);
+    const auto sheetTest = [&](const Sheet3D& s) {
+      return inside ? s.insideBox(shape) : s.intersectsBox(shape);
+    };
+    if (d == 2) return sheetTest(sheets_[i]);
+    return solidMatches(i, shapeBox, inside, sheetTest, &centre);
+  });
 }
 
-bool RenderDrawGeom3D::selectInCylinder(const std::vector<double>& p,
-                                        const std::vector<double>& axis, double r, double hMax,
-                                        double hMin, int dim, bool inside,
-                                        const std::vector<int>& candidates, int site,
-                                        std::vector<int>* result) const {
+template <typename Query>
+bool RenderDrawGeom3D::inCylinder(const std::vector<double>& p, const std::vector<double>& axis,
+                                  double r, double hMax, double hMin, bool inside,
+                                  Query query) const {
   double radius = r;
   double upper = hMax;
   double lower = hMin;
@@ -544,45 +479,54 @@ bool RenderDrawGeom3D::selectInCylinder(const std::vector<double>& p,
     for (int k = 0; k < 3; ++k)
       centre.push_back(p[k] + axis[k] / len * (hMax + hMin) * 0.5);
   }
-  const int counts[3] = {getNumberOfCurves(), getNumberOfSheets(), getNumberOfSolids()};
-  return selectCandidates(
-      dim, counts, candidates, kSites[site].lines, kSites[site].answer, result, [&](int d, int i) {
-        if (d == 1) {
-          return inside ? curves_[i].insideCylinder(p, axis, radius, upper, lower)
-                        : curves_[i].intersectsCylinder(p, axis, radius, upper, lower);
-        }
-        const auto sheetTest = [&](const Sheet3D& s) {
-          return inside ? s.insideCylinder(p, axis, radius, upper, lower)
-                        : s.intersectsCylinder(p, axis, radius, upper, lower);
-        };
-        if (d == 2) return sheetTest(sheets_[i]);
-        return solidMatches(i, shapeBox, inside, sheetTest, centre.empty() ? nullptr : &centre);
-      });
+  return query([&](int d, int i) {
+    if (d == 1) {
+      return inside ? curves_[i].insideCylinder(p, axis, radius, upper, lower)
+                    : curves_[i].intersectsCylinder(p, axis, radius, upper, lower);
+    }
+    const auto sheetTest = [&](const Sheet3D& s) {
+      return inside ? s.insideCylinder(p, axis, radius, upper, lower)
+                    : s.intersectsCylinder(p, axis, radius, upper, lower);
+    };
+    if (d == 2) return sheetTest(sheets_[i]);
+    return solidMatches(i, shapeBox, inside, sheetTest, centre.empty() ? nullptr : &centre);
+  });
 }
 
+// Each query: the shape's reduction first (whatever dim is), then the driver's dimension check,
+// candidate loop and answer.
 void RenderDrawGeom3D::findEntitiesInBall(const std::vector<double>& c, double r, int dim,
                                           bool inside, const std::vector<int>& candidates,
                                           std::vector<int>& result) const {
-  selectInBall(c, r, dim, inside, candidates, inside ? kFindBallInside : kFindBallTouching,
-               &result);
+  inBall(c, r, inside, [&](auto matches) {
+    return selection::run(__FILE__, kFindInBall(inside), selection::Answer::APPEND,
+                          selectionCounts(), dim, candidates, matches, &result);
+  });
 }
 
 bool RenderDrawGeom3D::isInBall(const std::vector<double>& c, double r, int dim, bool inside,
                                 const std::vector<int>& candidates) const {
-  return inside ? selectInBall(c, r, dim, true, candidates, kIsInBallInside, nullptr)
-                : selectInBall(c, r, dim, false, candidates, kIsInBallTouching, nullptr);
+  return inBall(c, r, inside, [&](auto matches) {
+    return selection::run(__FILE__, kIsInBall(inside), selection::testAnswer(inside),
+                          selectionCounts(), dim, candidates, matches);
+  });
 }
 
 void RenderDrawGeom3D::findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,
                                          const std::vector<int>& candidates,
                                          std::vector<int>& result) const {
-  selectInBox(box, dim, inside, candidates, inside ? kFindBoxInside : kFindBoxTouching, &result);
+  inBox(box, inside, [&](auto matches) {
+    return selection::run(__FILE__, kFindInBox(inside), selection::Answer::APPEND,
+                          selectionCounts(), dim, candidates, matches, &result);
+  });
 }
 
 bool RenderDrawGeom3D::isInBox(const std::vector<double>& box, int dim, bool inside,
                                const std::vector<int>& candidates) const {
-  return inside ? selectInBox(box, dim, true, candidates, kIsInBoxInside, nullptr)
-                : selectInBox(box, dim, false, candidates, kIsInBoxTouching, nullptr);
+  return inBox(box, inside, [&](auto matches) {
+    return selection::run(__FILE__, kIsInBox(inside), selection::testAnswer(inside),
+                          selectionCounts(), dim, candidates, matches);
+  });
 }
 
 void RenderDrawGeom3D::findEntitiesInCylinder(const std::vector<double>& p,
@@ -590,17 +534,19 @@ void RenderDrawGeom3D::findEntitiesInCylinder(const std::vector<double>& p,
                                               double hMax, double hMin, int dim, bool inside,
                                               const std::vector<int>& candidates,
                                               std::vector<int>& result) const {
-  selectInCylinder(p, axis, r, hMax, hMin, dim, inside, candidates,
-                   inside ? kFindCylinderInside : kFindCylinderTouching, &result);
+  inCylinder(p, axis, r, hMax, hMin, inside, [&](auto matches) {
+    return selection::run(__FILE__, kFindInCylinder(inside), selection::Answer::APPEND,
+                          selectionCounts(), dim, candidates, matches, &result);
+  });
 }
 
 bool RenderDrawGeom3D::isInCylinder(const std::vector<double>& p, const std::vector<double>& axis,
                                     double r, double hMax, double hMin, int dim, bool inside,
                                     const std::vector<int>& candidates) const {
-  return inside ? selectInCylinder(p, axis, r, hMax, hMin, dim, true, candidates,
-                                   kIsInCylinderInside, nullptr)
-                : selectInCylinder(p, axis, r, hMax, hMin, dim, false, candidates,
-                                   kIsInCylinderTouching, nullptr);
+  return inCylinder(p, axis, r, hMax, hMin, inside, [&](auto matches) {
+    return selection::run(__FILE__, kIsInCylinder(inside), selection::testAnswer(inside),
+                          selectionCounts(), dim, candidates, matches);
+  });
 }
 
 int RenderDrawGeom3D::numUniquePointsEstimate() const {
@@ -615,7 +561,7 @@ int RenderDrawGeom3D::numUniquePointsEstimate() const {
 }
 
 int RenderDrawGeom3D::getMLRenderPointSize() const {
-  return getNumberOfPoints() + totalVertices(curves_) + totalVertices(sheets_);
+  return getNumberOfPoints() + drawgeom::totalVertices(curves_) + drawgeom::totalVertices(sheets_);
 }
 
 int RenderDrawGeom3D::getMLRenderVtxSize() const {
@@ -623,7 +569,7 @@ int RenderDrawGeom3D::getMLRenderVtxSize() const {
 }
 
 int RenderDrawGeom3D::getMLRenderEdgSize() const {
-  return totalSegments(curves_);
+  return drawgeom::totalSegments(curves_);
 }
 
 int RenderDrawGeom3D::getMLRenderTriSize() const {
@@ -635,13 +581,18 @@ int RenderDrawGeom3D::getMLRenderTriSize() const {
 
 void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
                                        std::vector<std::vector<int>>& elements) const {
-  coords.assign(3, std::vector<float>(static_cast<std::size_t>(getMLRenderPointSize()), 0.0f));
-  elements.assign(9, {});
+  // The arrays are refilled in place, so that a caller exporting again reuses their memory.
+  coords.resize(3);
+  for (std::vector<float>& direction : coords)
+    direction.assign(static_cast<std::size_t>(getMLRenderPointSize()), 0.0f);
+  elements.resize(9);
+  for (std::vector<int>& records : elements)
+    records.clear();
   const int numPoints = getNumberOfPoints();
   elements[0].reserve(static_cast<std::size_t>(numPoints));
   elements[1].reserve(static_cast<std::size_t>(numPoints));
   for (int i = 0; i < numPoints; ++i) {
-    writePositions(coords, i, &points_[i].getVertex(), 1);
+    drawgeom::writePositions(coords, i, &points_[i].getVertex(), 1);
     elements[0].push_back(i);
     elements[1].push_back(i + 1);
   }
@@ -652,18 +603,25 @@ void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
   for (int c = 0; c < getNumberOfCurves(); ++c) {
     const int n = curves_[c].getNumberOfVertices();
     // Deliberately: a curve of one vertex writes no position, yet takes one like an empty one.
-    if (n >= 2) writePositions(coords, position, curves_[c].getVertexArray(), n);
-    position = appendCurveRecords(elements, position, n >= 2 ? n : 0, c + 1);
+    if (n >= 2) drawgeom::writePositions(coords, position, curves_[c].getVertexArray(), n);
+    position = drawgeom::appendCurveRecords(elements, position, n >= 2 ? n : 0, c + 1);
   }
 
-  const int triangles = getMLRenderTriSize();
+  // Triangle records of the valid sheets, written in place.
+  std::size_t records = 0;
+  for (const Sheet3D& sheet : sheets_) {
+    if (sheet.isValid()) records += static_cast<std::size_t>(sheet.getNumberOfTriangles());
+  }
   for (int v = 5; v <= 8; ++v)
-    elements[v].reserve(static_cast<std::size_t>(std::max(triangles, 0)));
+    elements[v].resize(records);
+  int* const corner[3] = {elements[5].data(), elements[6].data(), elements[7].data()};
+  int* const number = elements[8].data();
+  std::size_t r = 0;
   for (int j = 0; j < getNumberOfSheets(); ++j) {
     const Sheet3D& sheet = sheets_[j];
     if (!sheet.isValid()) continue;  // counted by the sizes, but takes no position
     const int n = sheet.getNumberOfVertices();
-    makeRoom(coords, position + n);
+    drawgeom::makeRoom(coords, position + n);
     const Sheet3D::Vertex* v = sheet.getVertexArray();
     float* x = coords[0].data() + position;
     float* y = coords[1].data() + position;
@@ -675,13 +633,13 @@ void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
     }
     const int* corners = sheet.getTriangleArray();
     const int numTriangles = sheet.getNumberOfTriangles();
-    for (int t = 0; t < numTriangles; ++t) {
+    for (int t = 0; t < numTriangles; ++t, ++r) {
       for (int m = 0; m < 3; ++m) {
         // A corner that the sheet does not have points at position 0.
         const int k = corners[3 * t + m];
-        elements[5 + m].push_back(k >= 0 && k < n ? position + k : 0);
+        corner[m][r] = k >= 0 && k < n ? position + k : 0;
       }
-      elements[8].push_back(j + 1);
+      number[r] = j + 1;
     }
     position += n;
   }

@@ -13,6 +13,7 @@
 // clamped to its arrays. Results for well-formed data are not affected by these rules.
 #pragma once
 
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -229,17 +230,19 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3D : public RenderDrawGeom {
   BoundingBox3D getRotatedBoundingBox(const std::vector<double>& p,
                                       const std::vector<double>& axis) const;
 
-  // The selection queries; site numbers the query and sense (its answer kind and the lines of
-  // its raises). The solid predicate tests the solid's box against the shape's, then its
-  // sheets through sheetTest, then the probe point, if any, in the touching sense.
-  bool selectInBall(const std::vector<double>& c, double r, int dim, bool inside,
-                    const std::vector<int>& candidates, int site, std::vector<int>* result) const;
-  bool selectInBox(const std::vector<double>& box, int dim, bool inside,
-                   const std::vector<int>& candidates, int site, std::vector<int>* result) const;
-  bool selectInCylinder(const std::vector<double>& p, const std::vector<double>& axis, double r,
-                        double hMax, double hMin, int dim, bool inside,
-                        const std::vector<int>& candidates, int site,
-                        std::vector<int>* result) const;
+  // The selection queries: each reduces its shape, then hands query the per-entity predicate
+  // (dim, index) -> bool, which query runs over the candidates. The solid predicate tests the
+  // solid's box against the shape's, then its sheets through sheetTest, then the probe point,
+  // if any, in the touching sense.
+  template <typename Query>
+  bool inBall(const std::vector<double>& c, double r, bool inside, Query query) const;
+  template <typename Query>
+  bool inBox(const std::vector<double>& box, bool inside, Query query) const;
+  template <typename Query>
+  bool inCylinder(const std::vector<double>& p, const std::vector<double>& axis, double r,
+                  double hMax, double hMin, bool inside, Query query) const;
+  // Entities per dimension for the selection driver: curves, sheets, solids (no points).
+  std::array<int, 4> selectionCounts() const;
   template <typename SheetTest>
   bool solidMatches(int solid, const BoundingBox3D& shapeBox, bool inside, SheetTest sheetTest,
                     const std::vector<double>* probe) const;
