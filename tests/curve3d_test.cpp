@@ -213,7 +213,18 @@ TEST(Curve3DPlaneCut, ToleranceFollowsTheLargestExtentStrictly) {
   const Curve3D dot = makeCurve({{1, 1, 1}, {1, 1, 1}}, kWide);
   dot.findPlaneIntersections(Array<double, 1>{0, 0, 1.00000005}, up, out);
   dot.findPlaneIntersections(Array<double, 1>{0, 0, 1.0000002}, up, out);
-  ASSERT_EQ(out.getGroups(), 5);
+  // A distance of exactly the tolerance is outside (strict on both sides).
+  const double tol = 1e-7 * 10.0;
+  makeCurve({{0, 0, 0}, {10, 0, 0}}, kWide)
+      .findPlaneIntersections(Array<double, 1>{0, 0, tol}, up, out);
+  makeCurve({{0, 0, 0}, {10, 0, 0}}, kWide)
+      .findPlaneIntersections(Array<double, 1>{0, 0, -tol}, up, out);
+  makeCurve({{0, 0, 0}, {10, 0, 0}}, kWide)
+      .findPlaneIntersections(Array<double, 1>{0, 0, 0.99 * tol}, up, out);
+  ASSERT_EQ(out.getGroups(), 8);
+  EXPECT_TRUE(out.getElementIndices(5, 0).empty());
+  EXPECT_TRUE(out.getElementIndices(6, 0).empty());
+  EXPECT_EQ(out.getElementIndices(7, 0).size(), 1u);
   EXPECT_EQ(out.getElementIndices(0, 0).size(), 1u);
   EXPECT_EQ(out.getVertices(0, PostDataObject::DIR_Z)[1], double(5e-7f));
   EXPECT_TRUE(out.getElementIndices(1, 0).empty());
