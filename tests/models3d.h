@@ -284,6 +284,7 @@ inline RenderDraw3D cylinder(float r, float h, int n) {
 struct MeshedModel {
   RenderDraw3D geometry;
   std::vector<int> surfaceTags, volumeTags;
+  int nodes = 0;  // distinct mesh nodes
 };
 
 inline MeshedModel readMeshedModel(const std::string& path) {
@@ -316,6 +317,7 @@ inline MeshedModel readMeshedModel(const std::string& path) {
     return std::vector<std::size_t>();
   };
   MeshedModel m;
+  m.nodes = int(node.size());
   const std::vector<int> points = entityTags(0), curves = entityTags(1);
   m.surfaceTags = entityTags(2);
   m.volumeTags = entityTags(3);
