@@ -288,8 +288,12 @@ struct MeshedModel {
 };
 
 inline MeshedModel readMeshedModel(const std::string& path) {
-  static const bool started = (gmsh::initialize(0, nullptr, false), true);
-  (void)started;
+  // The mesher's library keeps global state from its first use until the program ends.
+  struct Session {
+    Session() { gmsh::initialize(0, nullptr, false); }
+    ~Session() { gmsh::finalize(); }
+  };
+  static Session session;
   gmsh::option::setNumber("General.Terminal", 0);
   gmsh::clear();
   gmsh::open(path);
