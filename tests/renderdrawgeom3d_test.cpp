@@ -242,6 +242,12 @@ TEST(RenderDrawGeom3DSerialization, AttributeBlockSequenceAndRoundTrip) {
   }
   EXPECT_EQ(qvtest::written(g), want);
 
+  // Reading replaces every entity and relation of a filled object.
+  RenderDraw3D filled = qvtest::twoCubes();
+  const std::vector<char> bytes = qvtest::binaryOf(g);
+  BinaryISerialStream is(bytes);
+  filled.deserialize(is);
+  EXPECT_EQ(qvtest::written(filled), want);
   for (const RenderDraw3D& r : qvtest::streamCopies(g)) {
     EXPECT_EQ(qvtest::written(r), want);
     EXPECT_EQ(listsOf(r.getSheetToSolidAdjacent()), listsOf(g.getSheetToSolidAdjacent()));
@@ -433,6 +439,8 @@ TEST(RenderDrawGeom3DLine, HitsSortedWithNormalsAndOwners) {
   g.findLineIntersections({-1, -1, 0.25}, {1, 1, 0.25}, three);
   EXPECT_EQ(three, diag);
 
+  renderModel().findLineIntersections({9.5, 9.5, 0}, {9.5, 9.5, 1}, result, sheets);
+  EXPECT_TRUE(result.empty());  // the sheet there is invalid
   g.findLineIntersections({0.5, 0.5, 0.5}, {0.5, 0.5, 0.5}, result, sheets);
   EXPECT_TRUE(result.empty());
   EXPECT_TRUE(sheets.empty());
@@ -493,6 +501,7 @@ TEST(RenderDrawGeom3DPointInSolid, OrientationsBoundaryAndTwoSidedSheets) {
   EXPECT_FALSE(qvtest::unitCube(+1).pointInSolid(centre, 0));
   EXPECT_TRUE(qvtest::unitCube(+1, true).pointInSolid(centre, 0));
   EXPECT_FALSE(qvtest::unitCube(-1).pointInSolid({0.5, 0.5, 1.5}, 0));
+  EXPECT_TRUE(qvtest::unitCube(+1).pointInSolid({0.5, 0.5, 1}, 0));  // on the boundary
   EXPECT_FALSE(qvtest::unitCube(-1).pointInSolid({3, -2, 0.5}, 0));
 
   const RenderDraw3D g = qvtest::twoCubes();
@@ -692,6 +701,11 @@ TEST(RenderDrawGeom3DSelection, ErrorCodesAndLines) {
             << op.name << " inside " << inside << " dim " << dim;
       }
     }
+  // The test forms stop at the first deciding candidate, before a bad one is looked at.
+  EXPECT_FALSE(g.isInBall(c, 0.1, 2, true, {0, -1}));
+  EXPECT_TRUE(g.isInBall(c, 2, 2, false, {0, -1}));
+  EXPECT_TRUE(g.isInBox(box, 1, false, {0, 5}));
+  EXPECT_FALSE(g.isInCylinder(c, axis, 0.1, 0.1, 0, 3, true, {1, 2}));
   // Matches appended before the bad candidate stay.
   Ints r{42};
   EXPECT_EQ(codeOf([&] {
