@@ -648,6 +648,9 @@ TEST(RenderDrawGeom3DSelection, TouchingShapesAreClippedToTheGrownModelBox) {
   EXPECT_EQ(inBox(l, {0.25, 0.75, 0.25, 0.75, -1e300, 0.5}, 3, false, {0}), (Ints{0}));
   // A finite cylinder probes its middle; a half-infinite one never probes.
   EXPECT_EQ(inCyl(l, {0.5, 0.5, 0.5}, {0, 0, -1}, 0.1, 0.4, 0, 3, false, {0}), (Ints{0}));
+  // The probe takes the caller's heights, not the clipped ones: the middle of 0.3 .. -1e6
+  // lies far below the lid, where the ray misses it.
+  EXPECT_EQ(inCyl(l, {0.5, 0.5, 0.5}, {0, 0, 1}, 0.1, 0.3, -1e6, 3, false, {0}), Ints{});
   EXPECT_EQ(inCyl(l, {0.5, 0.5, 0.5}, {0, 0, -1}, 0.1, kInf, 0, 3, false, {0}), Ints{});
   EXPECT_EQ(inCyl(l, {0.5, 0.5, 0.5}, {0, 0, 1}, 0.1, 0, -kInf, 3, false, {0}), Ints{});
   EXPECT_EQ(inCyl(l, {0.5, 0.5, 0.5}, {0, 0, 1}, 0.1, kInf, 0, 3, false, {0}), (Ints{0}));
