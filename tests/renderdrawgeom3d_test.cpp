@@ -150,6 +150,13 @@ TEST(RenderDrawGeom3DModel, AllocationCountsAndDerivedQueries) {
   EXPECT_EQ(wire.getSheetToPointAdjacent().getNumberOfFromIndices(), 1);
   EXPECT_EQ(wire.getLabel(), "w");
   EXPECT_EQ(wire.getId(), 5);
+  // A geometry made its own wireframe keeps its points and curves.
+  RenderDraw3D self = cube;
+  self.getWireframe(self);
+  EXPECT_EQ(self.getNumberOfSheets(), 0);
+  ASSERT_EQ(self.getNumberOfCurves(), 12);
+  EXPECT_EQ(self.getCurve(11).getNumberOfVertices(), 2);
+  EXPECT_EQ(self.getPoint(7).getVertex().y, 1.0f);
 }
 
 TEST(RenderDrawGeom3DModel, TwelveRelationsAndBothSetterKinds) {
