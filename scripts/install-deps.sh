@@ -15,8 +15,8 @@ PACKAGES=(
   "pkg-config test"
   "libgtest-dev test"
   "libbenchmark-dev test"
-  "libgmsh-dev models"
-  "nlohmann-json3-dev models"
+  "libgmsh-dev test models"
+  "nlohmann-json3-dev test models"
 )
 
 if [ $# -eq 0 ]; then
