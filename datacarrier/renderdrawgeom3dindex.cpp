@@ -27,8 +27,9 @@ namespace nkdatacarrier {
 namespace {
 
 constexpr int kLeafSize = 4;
-// Depth of the tree: at most 30 Morton bits, then halving runs of equal codes.
-constexpr int kStackSize = 128;
+// Depth of the binary tree: at most 30 Morton bits, then halving runs of equal codes (at most
+// 31 halvings); the four-wide tree is no deeper and a visit pushes at most four entries.
+constexpr int kStackSize = 4 * 64;
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
@@ -44,6 +45,18 @@ struct Node {
   // child follows the node.
   int first;
   int count;
+};
+
+// A node of the four-wide tree that queries walk: the boxes of up to four children side by side
+// (so that one visit reads them together), and per child either a leaf's triangle range or the
+// index of an inner node.
+struct Node4 {
+  float lo[3][4];
+  float hi[3][4];
+  // Leaf: first triangle; inner child: node index.
+  int child[4];
+  // > 0: a leaf of that many triangles; 0: an inner node; -1: no child in this slot.
+  int count[4];
 };
 
 // The largest float not above v, and the smallest not below.
@@ -69,8 +82,11 @@ std::uint32_t spreadBits(std::uint32_t v) {
 }  // namespace
 
 struct RenderDrawGeom3DIndex::Tree {
-  std::vector<Node> nodes;
-  std::vector<TriRef> tris;    // in leaf order
+  std::vector<Node4> nodes;
+  std::vector<TriRef> tris;  // in leaf order
+  // The corner positions of the triangles in leaf order, nine floats each, copied from the
+  // sheets so that a query reads the triangles of a leaf from one place.
+  std::vector<float> positions;
   std::vector<TriRef> always;  // in sheet order, then triangle order
   // Per sheet: the vertex records (six floats each) and the triangle indices; null when the
   // sheet is not indexed (invalid or without triangles).
@@ -79,6 +95,15 @@ struct RenderDrawGeom3DIndex::Tree {
 
   const Sheet3D::Vertex& vertex(const TriRef& r, int corner) const {
     return vertices[r.sheet][triangles[r.sheet][3 * r.tri + corner]];
+  }
+  // The corners of leaf triangle i as vertices with their stored positions (no normals).
+  void corners(int i, Sheet3D::Vertex* v) const {
+    const float* f = &positions[9 * std::size_t(i)];
+    for (int c = 0; c < 3; ++c) {
+      v[c].x = f[3 * c];
+      v[c].y = f[3 * c + 1];
+      v[c].z = f[3 * c + 2];
+    }
   }
 };
 
@@ -147,16 +172,78 @@ struct Builder {
   }
 };
 
-// Squared distance from p to a node's box, made slightly smaller so that rounding never lets
+// Collapses the binary tree into the four-wide one: each four-wide node takes the two children
+// of a binary node and keeps opening its largest inner child until it holds four.
+struct Collapser {
+  const std::vector<Node>& in;
+  std::vector<Node4>& out;
+
+  static float halfArea(const Node& n) {
+    const float dx = n.hi[0] - n.lo[0], dy = n.hi[1] - n.lo[1], dz = n.hi[2] - n.lo[2];
+    return dx * dy + dy * dz + dz * dx;
+  }
+
+  // The four-wide node over the children of binary node n; a leaf n becomes the only child.
+  int collapse(int n) {
+    int slots[4];
+    int used = 0;
+    if (in[n].count > 0) {
+      slots[used++] = n;
+    } else {
+      slots[used++] = n + 1;
+      slots[used++] = in[n].first;
+    }
+    while (used < 4) {
+      int open = -1;
+      for (int k = 0; k < used; ++k) {
+        if (in[slots[k]].count == 0 &&
+            (open < 0 || halfArea(in[slots[k]]) > halfArea(in[slots[open]])))
+          open = k;
+      }
+      if (open < 0) break;
+      const int opened = slots[open];
+      slots[open] = opened + 1;
+      slots[used++] = in[opened].first;
+    }
+    const int index = static_cast<int>(out.size());
+    out.push_back(Node4());
+    for (int k = 0; k < 4; ++k) {
+      Node4& node = out[index];
+      if (k >= used) {
+        for (int a = 0; a < 3; ++a) {
+          node.lo[a][k] = std::numeric_limits<float>::infinity();
+          node.hi[a][k] = -std::numeric_limits<float>::infinity();
+        }
+        node.child[k] = 0;
+        node.count[k] = -1;
+        continue;
+      }
+      const Node& c = in[slots[k]];
+      for (int a = 0; a < 3; ++a) {
+        node.lo[a][k] = c.lo[a];
+        node.hi[a][k] = c.hi[a];
+      }
+      node.count[k] = c.count;
+      node.child[k] = c.first;
+      if (c.count == 0) {
+        const int child = collapse(slots[k]);
+        out[index].child[k] = child;
+      }
+    }
+    return index;
+  }
+};
+
+// Squared distance from p to child k's box, made slightly smaller so that rounding never lets
 // it exceed a distance computed to a point inside the box.
-double lowerBound2(const Node& n, const double* p) {
+double lowerBound2(const Node4& n, int k, const double* p) {
   double sum = 0.0;
-  for (int k = 0; k < 3; ++k) {
+  for (int a = 0; a < 3; ++a) {
     double d = 0.0;
-    if (p[k] < double(n.lo[k])) {
-      d = double(n.lo[k]) - p[k];
-    } else if (p[k] > double(n.hi[k])) {
-      d = p[k] - double(n.hi[k]);
+    if (p[a] < double(n.lo[a][k])) {
+      d = double(n.lo[a][k]) - p[a];
+    } else if (p[a] > double(n.hi[a][k])) {
+      d = p[a] - double(n.hi[a][k]);
     }
     sum += d * d;
   }
@@ -174,7 +261,7 @@ struct ClosestState {
 
   void offer(const double* p, const Sheet3D::Vertex& a, const Sheet3D::Vertex& b,
              const Sheet3D::Vertex& c, int r, int t, int s) {
-    double lq[3];
+    double lq[3] = {kNaN, kNaN, kNaN};
     trianglemath::ClosestSearch search{lq, kInf, -1.0, false};
     trianglemath::closestOnTriangle(p, a, b, c, search);
     if (!search.found) return;
@@ -353,13 +440,26 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
   }
 
   if (n > 0) {
-    tree->nodes.reserve(2 * (n / kLeafSize + 1));
-    Builder builder{sortedCodes, boxes, order, tree->nodes};
+    std::vector<Node> binary;
+    binary.reserve(2 * (n / kLeafSize + 1));
+    Builder builder{sortedCodes, boxes, order, binary};
     builder.build(0, static_cast<int>(n));
+    tree->nodes.reserve(binary.size() / 3 + 1);
+    Collapser collapser{binary, tree->nodes};
+    collapser.collapse(0);
   }
   tree->tris.resize(n);
-  for (std::size_t i = 0; i < n; ++i)
-    tree->tris[i] = refs[order[i]];
+  tree->positions.resize(9 * n);
+  for (std::size_t i = 0; i < n; ++i) {
+    const TriRef r = refs[order[i]];
+    tree->tris[i] = r;
+    for (int c = 0; c < 3; ++c) {
+      const Sheet3D::Vertex& v = tree->vertex(r, c);
+      tree->positions[9 * i + 3 * c] = v.x;
+      tree->positions[9 * i + 3 * c + 1] = v.y;
+      tree->positions[9 * i + 3 * c + 2] = v.z;
+    }
+  }
   tree_ = std::move(tree);
 }
 
@@ -380,21 +480,22 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
   const Tree& tree = *tree_;
   const trianglemath::LineQuery line(p0.data(), p1.data());
   std::vector<LineHit> hits;
-  auto test = [&](const TriRef& r) {
-    const Sheet3D::Vertex& a = tree.vertex(r, 0);
-    const Sheet3D::Vertex& b = tree.vertex(r, 1);
-    const Sheet3D::Vertex& c = tree.vertex(r, 2);
+  // The test runs on the stored positions; a hit reads the sheet's vertices for the normals.
+  auto test = [&](const TriRef& r, const Sheet3D::Vertex* v) {
     trianglemath::LineHit hit;
-    if (!trianglemath::lineHitsTriangle(line, a, b, c, hit)) return;
+    if (!trianglemath::lineHitsTriangle(line, v[0], v[1], v[2], hit)) return;
     LineHit h;
     h.t = hit.t;
     h.sheet = r.sheet;
     h.tri = r.tri;
-    trianglemath::interpolatedNormal(a, b, c, hit.s, hit.u, h.n);
+    trianglemath::interpolatedNormal(tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2), hit.s,
+                                     hit.u, h.n);
     hits.push_back(h);
   };
-  for (const TriRef& r : tree.always)
-    test(r);
+  for (const TriRef& r : tree.always) {
+    const Sheet3D::Vertex v[3] = {tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2)};
+    test(r, v);
+  }
 
   // The line o + t D with D = p1 - p0 against the node boxes, t unbounded. Lines the slab test
   // cannot bound safely (coordinates not finite, beyond 1e150, or a direction below 1e-140)
@@ -411,12 +512,12 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
   double inv[3];
   for (int k = 0; k < 3; ++k)
     inv[k] = D[k] != 0.0 ? 1.0 / D[k] : 0.0;
-  auto meets = [&](const Node& node) {
+  auto meets = [&](const Node4& node, int slot) {
     if (all) return true;
     double tNear = -kInf, tFar = kInf;
     for (int k = 0; k < 3; ++k) {
-      const double lo = double(node.lo[k]) - o[k];
-      const double hi = double(node.hi[k]) - o[k];
+      const double lo = double(node.lo[k][slot]) - o[k];
+      const double hi = double(node.hi[k][slot]) - o[k];
       if (D[k] == 0.0) {
         if (lo > 0.0 || hi < 0.0) return false;
         continue;
@@ -432,16 +533,19 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     int stack[kStackSize];
     int top = 0;
     stack[top++] = 0;
+    Sheet3D::Vertex v[3];
     while (top > 0) {
-      const int ni = stack[--top];
-      const Node& node = tree.nodes[ni];
-      if (!meets(node)) continue;
-      if (node.count > 0) {
-        for (int i = node.first; i < node.first + node.count; ++i)
-          test(tree.tris[i]);
-      } else {
-        stack[top++] = node.first;
-        stack[top++] = ni + 1;
+      const Node4& node = tree.nodes[stack[--top]];
+      for (int k = 0; k < 4; ++k) {
+        if (node.count[k] < 0 || !meets(node, k)) continue;
+        if (node.count[k] == 0) {
+          stack[top++] = node.child[k];
+          continue;
+        }
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i) {
+          tree.corners(i, v);
+          test(tree.tris[i], v);
+        }
       }
     }
   }
@@ -500,6 +604,13 @@ int RenderDrawGeom3DIndex::findClosestPoint(const std::vector<double>& p,
     best.offer(p.data(), tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2), rank[r.sheet],
                r.tri, r.sheet);
   };
+  Sheet3D::Vertex v[3];
+  auto offerLeaf = [&](int i) {
+    const TriRef& r = tree.tris[i];
+    if (rank[r.sheet] < 0) return;
+    tree.corners(i, v);
+    best.offer(p.data(), v[0], v[1], v[2], rank[r.sheet], r.tri, r.sheet);
+  };
 
   if (candidateTriangles < 4096) {
     // Few candidate triangles: test them all, in the plain query's order.
@@ -522,27 +633,33 @@ int RenderDrawGeom3DIndex::findClosestPoint(const std::vector<double>& p,
     if (!tree.nodes.empty()) {
       std::pair<int, double> stack[kStackSize];
       int top = 0;
-      stack[top++] = {0, lowerBound2(tree.nodes[0], p.data())};
+      stack[top++] = {0, 0.0};
       while (top > 0) {
         const std::pair<int, double> entry = stack[--top];
         // Equal bounds are visited: an equally close point of an earlier candidate still wins.
         if (entry.second > best.dist2) continue;
-        const Node& node = tree.nodes[entry.first];
-        if (node.count > 0) {
-          for (int i = node.first; i < node.first + node.count; ++i)
-            if (rank[tree.tris[i].sheet] >= 0) offer(tree.tris[i]);
-          continue;
+        const Node4& node = tree.nodes[entry.first];
+        // The children by their bounds, nearest first.
+        std::pair<double, int> near[4];
+        int m = 0;
+        for (int k = 0; k < 4; ++k) {
+          if (node.count[k] < 0) continue;
+          const double lb = lowerBound2(node, k, p.data());
+          int j = m++;
+          for (; j > 0 && near[j - 1].first > lb; --j)
+            near[j] = near[j - 1];
+          near[j] = {lb, k};
         }
-        const int l = entry.first + 1;
-        const int r = node.first;
-        const double lb = lowerBound2(tree.nodes[l], p.data());
-        const double rb = lowerBound2(tree.nodes[r], p.data());
-        if (lb <= rb) {
-          stack[top++] = {r, rb};
-          stack[top++] = {l, lb};
-        } else {
-          stack[top++] = {l, lb};
-          stack[top++] = {r, rb};
+        for (int j = 0; j < m; ++j) {
+          const int k = near[j].second;
+          if (node.count[k] == 0 || near[j].first > best.dist2) continue;
+          for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
+            offerLeaf(i);
+        }
+        for (int j = m - 1; j >= 0; --j) {
+          const int k = near[j].second;
+          if (node.count[k] == 0 && !(near[j].first > best.dist2))
+            stack[top++] = {node.child[k], near[j].first};
         }
       }
     }
@@ -623,18 +740,19 @@ bool RenderDrawGeom3DIndex::pointInSolid(const std::vector<double>& p, int solid
     int sp = 0;
     stack[sp++] = 0;
     while (sp > 0) {
-      const int ni = stack[--sp];
-      const Node& node = tree.nodes[ni];
-      if (!every &&
-          (double(node.hi[2]) < top || double(node.lo[0]) > hi[0] || double(node.hi[0]) < lo[0] ||
-           double(node.lo[1]) > hi[1] || double(node.hi[1]) < lo[1]))
-        continue;
-      if (node.count > 0) {
-        for (int i = node.first; i < node.first + node.count; ++i)
+      const Node4& node = tree.nodes[stack[--sp]];
+      for (int k = 0; k < 4; ++k) {
+        if (node.count[k] < 0) continue;
+        if (!every && (double(node.hi[2][k]) < top || double(node.lo[0][k]) > hi[0] ||
+                       double(node.hi[0][k]) < lo[0] || double(node.lo[1][k]) > hi[1] ||
+                       double(node.hi[1][k]) < lo[1]))
+          continue;
+        if (node.count[k] == 0) {
+          stack[sp++] = node.child[k];
+          continue;
+        }
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
           collect(tree.tris[i]);
-      } else {
-        stack[sp++] = node.first;
-        stack[sp++] = ni + 1;
       }
     }
   }

@@ -139,7 +139,7 @@ Patch gridPatch(int nu, int nv, double u0, double u1, double v0, double v1, F f)
 }
 
 // A sphere of radius r about centre in `bands` latitude sheets, each nu x nv cells; normals
-// point outward, so the solid lies on their back side (-1).
+// point inward, into the solid (+1).
 inline void sphere(RenderDraw3D& g, double r, const double* centre, int bands, int nu, int nv) {
   const double pi = std::acos(-1.0);
   std::vector<Patch> patches;
@@ -151,24 +151,28 @@ inline void sphere(RenderDraw3D& g, double r, const double* centre, int bands, i
       x[1] = centre[1] + r * std::sin(t) * std::sin(u);
       x[2] = centre[2] + r * std::cos(t);
     }));
-    solid.push_back({b, -1});
+    solid.push_back({b, 1});
   }
   buildGeometry(g, patches, {solid});
 }
 
-// A torus with radii R and r in two sheets.
-inline void torus(RenderDraw3D& g, double R, double r, int nu, int nv) {
+// A torus with radii R and r in su x sv sheets of cu x cv cells each; normals point outward.
+inline void torus(RenderDraw3D& g, double R, double r, int su, int sv, int cu, int cv) {
   const double pi = std::acos(-1.0);
   std::vector<Patch> patches;
-  for (int h = 0; h < 2; ++h) {
-    patches.push_back(
-        gridPatch(nu, nv, pi * h, pi * (h + 1), 0.0, 2 * pi, [&](double u, double v, double* x) {
-          x[0] = (R + r * std::cos(v)) * std::cos(u);
-          x[1] = (R + r * std::cos(v)) * std::sin(u);
-          x[2] = r * std::sin(v);
-        }));
+  std::vector<std::pair<int, int>> solid;
+  for (int i = 0; i < su; ++i) {
+    for (int j = 0; j < sv; ++j) {
+      patches.push_back(gridPatch(cu, cv, 2 * pi * i / su, 2 * pi * (i + 1) / su, 2 * pi * j / sv,
+                                  2 * pi * (j + 1) / sv, [&](double u, double v, double* x) {
+                                    x[0] = (R + r * std::cos(v)) * std::cos(u);
+                                    x[1] = (R + r * std::cos(v)) * std::sin(u);
+                                    x[2] = r * std::sin(v);
+                                  }));
+      solid.push_back({int(patches.size()) - 1, -1});
+    }
   }
-  buildGeometry(g, patches, {{{0, 1}, {1, 1}}});
+  buildGeometry(g, patches, {solid});
 }
 
 // The cube [-1, 1]^3 with each face cut into k x k sheets of m x m cells: many small, flat,

@@ -237,7 +237,7 @@ TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnGeneratedModels) {
   RenderDraw3D ball, ring, tiles;
   const double centre[3] = {0.25, -1.5, 3.0};
   index3dtest::sphere(ball, 2.0, centre, 6, 48, 8);
-  index3dtest::torus(ring, 3.0, 1.0, 40, 30);
+  index3dtest::torus(ring, 3.0, 1.0, 2, 1, 20, 30);
   index3dtest::tiledCube(tiles, 8, 2);
   differential(ball, "sphere", 15000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
   differential(ring, "torus", 15000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
@@ -363,7 +363,9 @@ TEST(RenderDrawGeom3DIndex, KeepsTiesAndTheBoundary) {
   ASSERT_GE(hits.size(), 8u);
   EXPECT_EQ(hits[0][0], hits[1][0]);
   for (std::size_t i = 0; i + 1 < hits.size(); ++i)
-    if (hits[i][0] == hits[i + 1][0]) EXPECT_LE(sheets[i], sheets[i + 1]);
+    if (hits[i][0] == hits[i + 1][0]) {
+      EXPECT_LE(sheets[i], sheets[i + 1]);
+    }
   EXPECT_NE(sheets.front(), sheets.back());
   EXPECT_TRUE(index.pointInSolid({0.5, 0.5, 1.0}, 0));
   EXPECT_TRUE(index.pointInSolid({0.1, 0.2, 0.3}, 0));
