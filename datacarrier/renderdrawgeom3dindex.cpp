@@ -811,26 +811,103 @@ bool RenderDrawGeom3DIndex::pointInSolid(const std::vector<double>& p, int solid
   return false;
 }
 
+std::vector<int> RenderDrawGeom3DIndex::touchingCandidates(const double* lo, const double* hi,
+                                                           const std::vector<int>& candidates,
+                                                           bool& pruned) const {
+  const Tree& tree = *tree_;
+  const int nSheets = static_cast<int>(tree.vertices.size());
+  pruned = false;
+  std::vector<int> kept;
+  for (int c : candidates) {
+    // A candidate that is not a sheet: the geometry raises at its place in the list.
+    if (c < 0 || c >= nSheets) return kept;
+  }
+  // A sheet can touch the shape only through a triangle whose box meets the shape's box;
+  // triangles kept aside may touch anything. NaN bounds meet every box.
+  std::vector<char> possible(nSheets, 0);
+  for (const TriRef& r : tree.always)
+    possible[r.sheet] = 1;
+  if (!tree.nodes.empty()) {
+    int stack[kStackSize];
+    int sp = 0;
+    stack[sp++] = 0;
+    while (sp > 0) {
+      const Node4& node = tree.nodes[stack[--sp]];
+      for (int k = 0; k < 4; ++k) {
+        if (node.count[k] < 0) continue;
+        bool apart = false;
+        for (int a = 0; a < 3; ++a)
+          apart = apart || double(node.lo[a][k]) > hi[a] || double(node.hi[a][k]) < lo[a];
+        if (apart) continue;
+        if (node.count[k] == 0) {
+          stack[sp++] = node.child[k];
+          continue;
+        }
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
+          possible[tree.tris[i].sheet] = 1;
+      }
+    }
+  }
+  for (int c : candidates)
+    if (possible[c]) kept.push_back(c);
+  pruned = true;
+  return kept;
+}
+
 void RenderDrawGeom3DIndex::findEntitiesInBall(const std::vector<double>& centre, double radius,
                                                int dim, bool inside,
                                                const std::vector<int>& candidates,
                                                std::vector<int>& result) const {
+  if (dim == 2 && !inside) {
+    // The sheet's test compares squared distances: a negative radius reaches as far.
+    const double r = std::fabs(radius);
+    const double lo[3] = {centre[0] - r, centre[1] - r, centre[2] - r};
+    const double hi[3] = {centre[0] + r, centre[1] + r, centre[2] + r};
+    bool pruned;
+    const std::vector<int> kept = touchingCandidates(lo, hi, candidates, pruned);
+    if (pruned) return geometry_->findEntitiesInBall(centre, radius, 2, false, kept, result);
+  }
   geometry_->findEntitiesInBall(centre, radius, dim, inside, candidates, result);
 }
 
 bool RenderDrawGeom3DIndex::isInBall(const std::vector<double>& centre, double radius, int dim,
                                      bool inside, const std::vector<int>& candidates) const {
+  if (dim == 2 && !inside) {
+    // The sheet's test compares squared distances: a negative radius reaches as far.
+    const double r = std::fabs(radius);
+    const double lo[3] = {centre[0] - r, centre[1] - r, centre[2] - r};
+    const double hi[3] = {centre[0] + r, centre[1] + r, centre[2] + r};
+    bool pruned;
+    const std::vector<int> kept = touchingCandidates(lo, hi, candidates, pruned);
+    if (pruned) return geometry_->isInBall(centre, radius, 2, false, kept);
+  }
   return geometry_->isInBall(centre, radius, dim, inside, candidates);
 }
 
 void RenderDrawGeom3DIndex::findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,
                                               const std::vector<int>& candidates,
                                               std::vector<int>& result) const {
+  // The geometry clips the box to its grown bounds, a part of this box; an inverted box is left
+  // to the geometry.
+  if (dim == 2 && !inside && box[0] <= box[1] && box[2] <= box[3] && box[4] <= box[5]) {
+    const double lo[3] = {box[0], box[2], box[4]};
+    const double hi[3] = {box[1], box[3], box[5]};
+    bool pruned;
+    const std::vector<int> kept = touchingCandidates(lo, hi, candidates, pruned);
+    if (pruned) return geometry_->findEntitiesInBox(box, 2, false, kept, result);
+  }
   geometry_->findEntitiesInBox(box, dim, inside, candidates, result);
 }
 
 bool RenderDrawGeom3DIndex::isInBox(const std::vector<double>& box, int dim, bool inside,
                                     const std::vector<int>& candidates) const {
+  if (dim == 2 && !inside && box[0] <= box[1] && box[2] <= box[3] && box[4] <= box[5]) {
+    const double lo[3] = {box[0], box[2], box[4]};
+    const double hi[3] = {box[1], box[3], box[5]};
+    bool pruned;
+    const std::vector<int> kept = touchingCandidates(lo, hi, candidates, pruned);
+    if (pruned) return geometry_->isInBox(box, 2, false, kept);
+  }
   return geometry_->isInBox(box, dim, inside, candidates);
 }
 

@@ -49,8 +49,9 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3DIndex {
   bool pointInSolid(const std::vector<double>& p, int solid) const;
 
   // Selection, as the geometry's queries of the same names, for every dim and both senses.
-  // Sheets (dim 2) whose triangles cannot meet the shape are ruled out through the index;
-  // every other entity is asked through the geometry.
+  // When sheets (dim 2) are to touch the shape, those without a triangle near the shape are
+  // ruled out through the index and the geometry tests the rest; every other selection is the
+  // geometry's own.
   void findEntitiesInBall(const std::vector<double>& centre, double radius, int dim, bool inside,
                           const std::vector<int>& candidates, std::vector<int>& result) const;
   bool isInBall(const std::vector<double>& centre, double radius, int dim, bool inside,
@@ -67,6 +68,12 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3DIndex {
 
  private:
   struct Tree;
+  // The candidates, in order, that may touch the box [lo, hi]: every other candidate is a sheet
+  // none of whose triangles comes near it. pruned is false (and nothing is returned) when a
+  // candidate is not a sheet, so that the geometry raises on the whole list.
+  std::vector<int> touchingCandidates(const double* lo, const double* hi,
+                                      const std::vector<int>& candidates, bool& pruned) const;
+
   const RenderDrawGeom3D* geometry_;
   std::shared_ptr<const Tree> tree_;
 };

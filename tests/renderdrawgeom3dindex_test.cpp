@@ -228,7 +228,7 @@ TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnRealModels) {
   for (const char* name : {"cube", "plate_hole", "sphere", "two_boxes", "bracket_s"}) {
     RenderDraw3D g;
     ASSERT_TRUE(index3dtest::loadMsh(g, std::string(QV_MODELS_DIR) + "/" + name + ".msh")) << name;
-    differential(g, name, 12000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
+    differential(g, name, 10000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
     if (HasFatalFailure()) return;
   }
 }
@@ -318,6 +318,9 @@ TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnBrokenData) {
   d.line({0, 0, std::numeric_limits<double>::infinity()}, {0, 0, 0});
   d.line({1e200, 0.1, 0.2}, {-1e200, 0.1, 0.2});
   d.closest({kNaN, 0, 0}, d.allSheets());
+  d.shapes({0.5, -0.5, 0.5, -0.5, 1.5, -1.5}, {0.9, 0.9, 0.9}, -0.3);
+  d.shapes({kNaN, 1, 0, 1, 0, 1}, {kNaN, 0, 0}, 1.0);
+  d.shapes({-1e300, 1e300, -1e300, 1e300, -1e300, 1e300}, {0, 0, 1}, 1e300);
   d.inSolid({kNaN, 0, 0});
   // Raises and out-of-range arguments as the geometry does.
   std::vector<double> qa, qb;
