@@ -10,12 +10,14 @@
 #include "datacarrier/closedpath2d.h"
 #include "datacarrier/curve1d.h"
 #include "datacarrier/curve2d.h"
+#include "datacarrier/curve3d.h"
 #include "datacarrier/face2d.h"
 #include "datacarrier/impression.h"
 #include "datacarrier/postdataobject.h"
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdraw2d.h"
 #include "datacarrier/renderdrawproj2d.h"
+#include "datacarrier/sheet3d.h"
 #include "summary.h"
 
 namespace dctool {
@@ -51,6 +53,8 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<Curve2D>(),
       entry<ClosedPath2D>(),
       entry<Face2D>(),
+      entry<Curve3D>(),
+      entry<Sheet3D>(),
   };
   return classes;
 }
