@@ -24,11 +24,7 @@ using nkdatacarrier::Sheet3D;
 
 // 100 sheets of 75 x 100 cells, two triangles each: 1.5 million triangles.
 const RenderDraw3D& model() {
-  static const RenderDraw3D g = [] {
-    RenderDraw3D t;
-    index3dtest::torus(t, 3.0, 1.0, 10, 10, 75, 100);
-    return t;
-  }();
+  static const RenderDraw3D g = qvtest::torus(3.0, 1.0, 10, 10, 75, 100);
   return g;
 }
 

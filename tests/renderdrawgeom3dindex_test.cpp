@@ -225,23 +225,27 @@ void differential(const RenderDraw3D& g, const std::string& name, int nLines, in
 constexpr int kScale = QV_INDEX_TEST_SCALE;
 
 TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnRealModels) {
+#ifdef QV_HAVE_GMSH
   for (const char* name : {"cube", "plate_hole", "sphere", "two_boxes", "bracket_s"}) {
-    RenderDraw3D g;
-    ASSERT_TRUE(index3dtest::loadMsh(g, std::string(QV_MODELS_DIR) + "/" + name + ".msh")) << name;
-    differential(g, name, 10000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
+    const qvtest::MeshedModel m =
+        qvtest::readMeshedModel(std::string(QV_MODELS_DIR) + "/" + name + ".msh");
+    differential(m.geometry, name, 10000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
     if (HasFatalFailure()) return;
   }
+#else
+  GTEST_SKIP() << "the mesher's library (libgmsh-dev) is not installed";
+#endif
 }
 
 TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnGeneratedModels) {
-  RenderDraw3D ball, ring, tiles;
-  const double centre[3] = {0.25, -1.5, 3.0};
-  index3dtest::sphere(ball, 2.0, centre, 6, 48, 8);
-  index3dtest::torus(ring, 3.0, 1.0, 2, 1, 20, 30);
-  index3dtest::tiledCube(tiles, 8, 2);
-  differential(ball, "sphere", 15000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
-  differential(ring, "torus", 15000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
-  differential(tiles, "tiled cube", 15000 / kScale, 2000 / kScale, 200 / kScale, 200 / kScale);
+  differential(qvtest::sphere(2.0f, 40, 64), "sphere", 15000 / kScale, 2000 / kScale, 200 / kScale,
+               200 / kScale);
+  differential(qvtest::torus(3.0, 1.0, 2, 1, 20, 30), "torus", 15000 / kScale, 2000 / kScale,
+               200 / kScale, 200 / kScale);
+  differential(qvtest::tiledCube(8, 2), "tiled cube", 15000 / kScale, 2000 / kScale, 200 / kScale,
+               200 / kScale);
+  differential(qvtest::cylinder(1.0f, 2.0f, 48), "cylinder", 3000 / kScale, 500 / kScale,
+               100 / kScale, 100 / kScale);
 }
 
 // Corner cases of the data: a geometry without sheets; invalid, empty and corrupt sheets; a
@@ -266,8 +270,7 @@ TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnBrokenData) {
   EXPECT_FALSE(emptyIndex.pointInSolid({0, 0, 0}, 3));
 
   // A tiled cube whose sheets are broken one way each, the rest intact.
-  RenderDraw3D g;
-  index3dtest::tiledCube(g, 3, 2);
+  RenderDraw3D g = qvtest::tiledCube(3, 2);
   g.sheet(0).setValid(false);  // invalid: never tested
   g.sheet(1).allocate(0, 0);   // valid, no vertices, no triangles
   g.sheet(1).setValid(true);
@@ -351,8 +354,7 @@ TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnBrokenData) {
 // A line through the shared edge of two sheets and through a shared vertex: equal t, sheet
 // order; a point on the surface is inside; the index survives a copy of itself.
 TEST(RenderDrawGeom3DIndex, KeepsTiesAndTheBoundary) {
-  RenderDraw3D g;
-  index3dtest::tiledCube(g, 2, 1);
+  const RenderDraw3D g = qvtest::tiledCube(2, 1);
   const RenderDrawGeom3DIndex built(g);
   const RenderDrawGeom3DIndex index = built;
   std::vector<std::vector<double>> hits;
