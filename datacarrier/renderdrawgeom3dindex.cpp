@@ -12,7 +12,9 @@
 
 // The tree is a flat bounding-volume hierarchy over the triangles of all valid sheets, built
 // from the Morton order of the triangle centres (a sort and one top-down pass, no cost model,
-// so that building costs about as much as sorting). Each triangle's box is computed from its
+// so that building costs about as much as sorting) and then collapsed to four children per
+// node; the triangles' corner positions are copied in leaf order. Each triangle's box is
+// computed from its
 // widened vertices and grown conservatively: by 1e-3 of its largest extent, far more than the
 // line test's tolerance band of 1e-5 of the edges plus the rounding of the hit parameters, and
 // by 1e-6 of its largest coordinate for the rounding of points computed on it. Triangles whose
@@ -21,6 +23,9 @@
 //
 // The index only decides which triangles to test; each test is the geometry's own arithmetic,
 // and the order of the plain queries (sheet order, then triangle order) is restored by keys.
+// What the boxes do not cover: a line lying within about 1e-8 radians of the plane of a
+// well-shaped triangle, far outside the triangle, for which the plain test's rounding alone
+// could report a hit; such lines are not told apart from misses.
 
 namespace nkdatacarrier {
 
