@@ -224,22 +224,9 @@ void differential(const RenderDraw3D& g, const std::string& name, int nLines, in
 
 constexpr int kScale = QV_INDEX_TEST_SCALE;
 
-#ifdef QV_HAVE_GMSH
-// The mesher's library keeps its state until it is finalised; finalising it at the end keeps
-// the leak checker's report to this program's own allocations.
-bool gMesherUsed = false;
-class MesherEnvironment : public ::testing::Environment {
- public:
-  void TearDown() override {
-    if (gMesherUsed) gmsh::finalize();
-  }
-};
-::testing::Environment* const kMesher = ::testing::AddGlobalTestEnvironment(new MesherEnvironment);
-#endif
 
 TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnRealModels) {
 #ifdef QV_HAVE_GMSH
-  gMesherUsed = true;
   for (const char* name : {"cube", "plate_hole", "sphere", "two_boxes", "bracket_s"}) {
     const qvtest::MeshedModel m =
         qvtest::readMeshedModel(std::string(QV_MODELS_DIR) + "/" + name + ".msh");
