@@ -24,6 +24,9 @@ class QVDATACARRIER_EXPORT RenderMeshCollection : public nkbase::Serializable, p
   explicit RenderMeshCollection(int sdim);
   // Shallow: copies the space dimension and the pointers, so both collections share the pieces.
   RenderMeshCollection& operator=(const RenderMeshCollection&) = default;
+  // Moving hands the pointers over; the source is left empty.
+  RenderMeshCollection(RenderMeshCollection&&) noexcept = default;
+  RenderMeshCollection& operator=(RenderMeshCollection&&) noexcept = default;
   ~RenderMeshCollection() override;
 
   // A deep copy: every piece cloned.
