@@ -24,7 +24,7 @@ case $case in
     rm -rf "$dir" && mkdir -p "$dir"
     run 0 demo "$dir"
     expect_out "all samples read back unchanged"
-    for f in drawing2d projection drawing1d plot impression symbol; do
+    for f in drawing2d projection drawing1d plot impression symbol geommap2d mesh; do
       [ -s "$dir/$f.bin" ] && [ -s "$dir/$f.txt" ] || fail "demo did not write $f in both forms"
     done
     expect_out "face area 7.21964"
@@ -48,6 +48,12 @@ case $case in
     run 0 info "$dir/drawing2d.bin"
     expect_out "entities:          5 points, 5 curves, 1 faces"
     expect_out "bounding box:      x 0 .. 4, y 0 .. 2"
+    run 0 info "$dir/mesh.bin"
+    expect_out "data-carrier type: 3 (mesh collection)"
+    expect_out "entities:          2 pieces, 1 2D subdomain pieces, 1 2D boundary pieces, 28 vertices, 2 triangles, 7 quads"
+    run 0 info "$dir/geommap2d.txt"
+    expect_out "data-carrier type: 2 (geometry map)"
+    expect_out "5 geometry points, 5 geometry edges, 1 geometry domains"
     run 0 info --json "$dir/impression.bin"
     expect_out '"class": "Impression", "dataCarrierType": 9'
     expect_out '"boundingBox": {"x": [1, 3], "y": [0.5, 1.5]}'
@@ -66,7 +72,7 @@ case $case in
     expect_err "Not_a_2D_drawing"
     ;;
   convert)
-    for f in drawing2d projection drawing1d plot impression symbol; do
+    for f in drawing2d projection drawing1d plot impression symbol geommap2d mesh; do
       run 0 convert "$dir/$f.txt" "$dir/$f.conv.bin"
       cmp -s "$dir/$f.conv.bin" "$dir/$f.bin" || fail "$f: text to binary is not bit-exact"
       run 0 convert "$dir/$f.bin" "$dir/$f.conv.txt"

@@ -16,6 +16,14 @@
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdraw2d.h"
 #include "datacarrier/renderdrawproj2d.h"
+#include "datacarrier/rendergeom1d.h"
+#include "datacarrier/rendergeom2d.h"
+#include "datacarrier/rendermeshboundary2d.h"
+#include "datacarrier/rendermeshboundary3d.h"
+#include "datacarrier/rendermeshcollection.h"
+#include "datacarrier/rendermeshedge3d.h"
+#include "datacarrier/rendermeshsubdomain1d.h"
+#include "datacarrier/rendermeshsubdomain2d.h"
 #include "summary.h"
 
 namespace dctool {
@@ -39,6 +47,9 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<RenderDraw1D>(),
       entry<RenderDraw2D>(),
       entry<RenderDrawProj2D>(),
+      entry<RenderGeom1D>(),
+      entry<RenderGeom2D>(),
+      entry<RenderMeshCollection>(),
       entry<PostDataObject>(),
       entry<Impression>(),
       // Carriers that travel inside others, and may be written on their own.
@@ -51,6 +62,11 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<Curve2D>(),
       entry<ClosedPath2D>(),
       entry<Face2D>(),
+      entry<RenderMeshEdge3D>(),
+      entry<RenderMeshBoundary3D>(),
+      entry<RenderMeshSubdomain1D>(),
+      entry<RenderMeshSubdomain2D>(),
+      entry<RenderMeshBoundary2D>(),
   };
   return classes;
 }
