@@ -1,5 +1,6 @@
 #include "datacarrier/rendergeom1d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/geommap.h"
 #include "datacarrier/internal/serialio.h"
 
@@ -20,7 +21,7 @@ const std::vector<int>& RenderGeom1D::getDomainMap() {
 }
 
 nkboost::shared_ptr<RenderDrawGeom> RenderGeom1D::clone() const {
-  return cloneObject(*this);
+  return drawgeom::cloneObject(*this);
 }
 
 void RenderGeom1D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {

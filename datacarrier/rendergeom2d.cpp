@@ -1,5 +1,6 @@
 #include "datacarrier/rendergeom2d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/geommap.h"
 #include "datacarrier/internal/serialio.h"
 
@@ -24,7 +25,7 @@ std::vector<int>& RenderGeom2D::initDomainMap(int n) {
 }
 
 nkboost::shared_ptr<RenderDrawGeom> RenderGeom2D::clone() const {
-  return cloneObject(*this);
+  return drawgeom::cloneObject(*this);
 }
 
 void RenderGeom2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {

@@ -44,10 +44,11 @@ CoordHashMap::CoordHashMap(unsigned dim, double maxAbsCoord, unsigned sizeHint, 
   }
   // A hint of 2^31 or more is the unsigned image of a negative count: no hint at all.
   const unsigned reserve = sizeHint >= (1u << 31) ? 0 : std::min(sizeHint, kMaxReserve);
-  // Room for the hinted points at most half full, each placed in about 1.5 cells. Untouched
-  // slots cost no memory, so a generous table is cheap.
+  // Room for the hinted points, each placed in about 1.5 cells, with the table at most half
+  // full, so that the hinted points never make it grow. Untouched slots cost no memory, so a
+  // generous table is cheap.
   std::size_t slots = 16;
-  while (slots < 3 * static_cast<std::size_t>(reserve) / 2)
+  while (slots < 3 * static_cast<std::size_t>(reserve))
     slots *= 2;
   allocateSlots(slots);
   scratch_.resize(4 * static_cast<std::size_t>(dim_));
@@ -98,6 +99,16 @@ std::uint32_t CoordHashMap::searchRun(std::uint64_t hash, const double* coords,
     if (all) best = e;
   }
   return best;
+}
+
+void CoordHashMap::prefetch(const double* coords) const {
+  if (neverMatch_ || dim_ > kMaxInlineDim) return;
+  std::int64_t key[kMaxInlineDim];
+  for (unsigned d = 0; d < dim_; ++d) {
+    if (!std::isfinite(coords[d])) return;
+    key[d] = cellOf(coords[d]);
+  }
+  __builtin_prefetch(&slots_[(hashCell(key) >> 7) & mask_], 1);
 }
 
 void CoordHashMap::placeEntry(std::uint32_t entry, std::uint64_t hash) {

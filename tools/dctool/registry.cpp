@@ -15,6 +15,7 @@
 #include "datacarrier/postdataobject.h"
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdraw2d.h"
+#include "datacarrier/renderdraw3d.h"
 #include "datacarrier/renderdrawproj2d.h"
 #include "datacarrier/rendergeom1d.h"
 #include "datacarrier/rendergeom2d.h"
@@ -46,6 +47,7 @@ const std::vector<CarrierClass>& carrierClasses() {
       // Top-level carriers.
       entry<RenderDraw1D>(),
       entry<RenderDraw2D>(),
+      entry<RenderDraw3D>(),
       entry<RenderDrawProj2D>(),
       entry<RenderGeom1D>(),
       entry<RenderGeom2D>(),
