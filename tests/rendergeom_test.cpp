@@ -7,8 +7,10 @@
 #include <cstring>
 
 #include "datacarrier/renderdraw1d.h"
+#include "datacarrier/renderdraw3d.h"
 #include "datacarrier/rendergeom1d.h"
 #include "datacarrier/rendergeom2d.h"
+#include "datacarrier/rendergeom3d.h"
 #define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include "carrierstreamchecks.h"
 #include "recordingstream.h"
@@ -219,4 +221,124 @@ TEST(RenderGeomSerialization, RefusedVersionsAndCorruptMaps) {
   std::memcpy(bytes.data() + pointMapSize, &huge, 4);
   BinaryISerialStream in(bytes);
   EXPECT_EQ(qvtest::codeOf([&] { empty.deserialize(in); }), "End_of_file_reached");
+}
+
+namespace {
+
+// 2 solids, 3 sheets, 4 curves and 5 points; the model merges the two solids into one domain.
+RenderGeom3D mappedBlock() {
+  RenderGeom3D g(12);
+  g.allocate(2, 3, 4, 5);
+  g.point(1).setVertex(1, 2, 3);
+  g.initPointMap(5);
+  g.initEdgeMap(2) = {0, 1, 1, 0};
+  g.initFaceMap(3);
+  g.initDomainMap(1) = {0, 0};
+  return g;
+}
+
+}  // namespace
+
+TEST(RenderGeom3DMaps, InitRuleOnEveryKindAndTheMapSequence) {
+  RenderGeom3D g(1);
+  EXPECT_EQ(g.getObjectType(), RenderDrawGeom::RENDER_GEOM_3D);
+  EXPECT_EQ(g.getDataCarrierType(), IDataCarrier::DC_RENDER_GEOM);
+  EXPECT_EQ(RenderGeom3D::getStaticClassID(), "RenderGeom3D");
+  EXPECT_EQ(RenderGeom3D::VERSION, 1u);
+  g.allocate(2, 3, 4, 5);
+  EXPECT_EQ(g.initFaceMap(3), (Map{0, 1, 2}));     // by sheets
+  EXPECT_EQ(g.initDomainMap(2), (Map{0, 1}));      // by solids
+  EXPECT_EQ(g.initEdgeMap(4), (Map{0, 1, 2, 3}));  // by curves
+  EXPECT_EQ(g.initPointMap(0), (Map{0, 0, 0, 0, 0}));
+  EXPECT_EQ(g.initFaceMap(7).size(), 3u);
+  EXPECT_EQ(g.getNumGeomFace(), 7);
+  EXPECT_EQ(g.getNumGeomPoint(), 0);
+
+  const RenderGeom3D m = mappedBlock();
+  const Lines lines = raw(m);
+  EXPECT_EQ(Lines(lines.begin(), lines.begin() + 4),
+            (Lines{"unsigned 1", "# version", "unsigned 0", "# version"}));
+  const Lines maps = {"unsigned 5",
+                      "int 0",
+                      "int 1",
+                      "int 2",
+                      "int 3",
+                      "int 4",
+                      "# Render2GeomPoint",
+                      "int 5",
+                      "# Number points",
+                      "unsigned 4",
+                      "int 0",
+                      "int 1",
+                      "int 1",
+                      "int 0",
+                      "# Render2GeomEdge",
+                      "int 2",
+                      "# Number edges",
+                      "unsigned 3",
+                      "int 0",
+                      "int 1",
+                      "int 2",
+                      "# Render2GeomFace",
+                      "int 3",
+                      "# Number faces",
+                      "unsigned 2",
+                      "int 0",
+                      "int 0",
+                      "# Render2GeomDomain",
+                      "int 1",
+                      "# Number domains"};
+  EXPECT_EQ(Lines(lines.end() - maps.size(), lines.end()), maps);
+  for (const RenderGeom3D& r : qvtest::streamCopies(m)) {
+    EXPECT_EQ(raw(r), lines);
+    EXPECT_EQ(r.getId(), 12);
+  }
+  qvtest::expectEveryTruncationRaisesEndOfFile(m);
+  RenderGeom3D copy = m;
+  copy.initDomainMap(2);
+  EXPECT_EQ(m.getDomainMap(), (Map{0, 0}));
+  auto c = nkboost::dynamic_pointer_cast<RenderGeom3D>(m.clone());
+  ASSERT_TRUE(c);
+  EXPECT_EQ(c->getEdgeMap(), (Map{0, 1, 1, 0}));
+}
+
+TEST(RenderGeom3DMaps, VersionsAndTheCheckedCast) {
+  // Version 0: the 3D block alone, maps left as they were.
+  const RenderGeom3D m = mappedBlock();
+  std::vector<char> bytes = qvtest::binaryOf(m);
+  const unsigned int zero = 0;
+  std::memcpy(bytes.data() + 4 + RenderGeom3D::getStaticClassID().size(), &zero, 4);
+  bytes.resize(bytes.size() - 4 * (8 + 5 + 4 + 3 + 2));
+  RenderGeom3D kept(3);
+  kept.initPointMap(0);
+  BinaryISerialStream in(bytes);
+  kept.deserialize(in);
+  EXPECT_EQ(in.available(), 0u);
+  EXPECT_EQ(kept.getNumberOfPoints(), 5);
+  EXPECT_TRUE(kept.getPointMap().empty());
+  EXPECT_EQ(kept.getId(), 12);
+  for (int version : {2, -1}) {
+    ForgedIStream s({version, 0u});
+    RenderGeom3D g;
+    EXPECT_EQ(raiseSite([&] { g.deserializeRaw(s); }),
+              "datacarrier/rendergeom3d:155 Incompatible_native_file_version");
+    EXPECT_EQ(s.consumed(), 1u);
+  }
+
+  nkboost::shared_ptr<RenderDrawGeom3D> asGeometry = nkboost::make_shared<RenderGeom3D>(5);
+  const nkboost::shared_ptr<RenderGeom3D> map = RenderGeom3D::shared_ptr_cast(asGeometry);
+  EXPECT_EQ(map.get(), asGeometry.get());
+  EXPECT_EQ(asGeometry.use_count(), 2);
+  nkboost::shared_ptr<RenderDrawGeom3D> drawing = nkboost::make_shared<RenderDraw3D>();
+  nkboost::shared_ptr<RenderDrawGeom3D> none;
+  for (auto* p : {&drawing, &none}) {
+    try {
+      RenderGeom3D::shared_ptr_cast(*p);
+      ADD_FAILURE() << "no raise";
+    } catch (const nkbase::Exception& e) {
+      EXPECT_EQ(raiseSite([&] { throw e; }), "datacarrier/rendergeom3d:31 Internal_error");
+      EXPECT_EQ(e.getMessage(), "RenderGeom3D object expected");
+    }
+  }
+  EXPECT_EQ(drawing.use_count(), 1);
 }

@@ -19,6 +19,7 @@
 #include "datacarrier/renderdrawproj2d.h"
 #include "datacarrier/rendergeom1d.h"
 #include "datacarrier/rendergeom2d.h"
+#include "datacarrier/rendergeom3d.h"
 #include "datacarrier/rendermeshboundary2d.h"
 #include "datacarrier/rendermeshboundary3d.h"
 #include "datacarrier/rendermeshcollection.h"
@@ -51,6 +52,7 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<RenderDrawProj2D>(),
       entry<RenderGeom1D>(),
       entry<RenderGeom2D>(),
+      entry<RenderGeom3D>(),
       entry<RenderMeshCollection>(),
       entry<PostDataObject>(),
       entry<Impression>(),
