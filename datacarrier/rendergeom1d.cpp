@@ -20,6 +20,16 @@ const std::vector<int>& RenderGeom1D::getDomainMap() {
   return geommap::identity(domainMap_, getNumberOfCurves());
 }
 
+std::vector<int> RenderGeom1D::getPointMap() const {
+  std::vector<int> map = pointMap_;
+  return geommap::identity(map, getNumberOfPoints());
+}
+
+std::vector<int> RenderGeom1D::getDomainMap() const {
+  std::vector<int> map = domainMap_;
+  return geommap::identity(map, getNumberOfCurves());
+}
+
 nkboost::shared_ptr<RenderDrawGeom> RenderGeom1D::clone() const {
   return drawgeom::cloneObject(*this);
 }

@@ -28,6 +28,9 @@ class QVDATACARRIER_EXPORT RenderGeom1D : public RenderDrawGeom1D {
   // of points (curves) has changed.
   const std::vector<int>& getPointMap();
   const std::vector<int>& getDomainMap();
+  // The same identities for a const object, built afresh when the stored map is out of date.
+  std::vector<int> getPointMap() const;
+  std::vector<int> getDomainMap() const;
   // The number of points and of curves.
   int getNumGeomPoint() const { return getNumberOfPoints(); }
   int getNumGeomDomain() const { return getNumberOfCurves(); }

@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "datacarrier/datacarrierexport.h"
 #include "datacarrier/rendermesh.h"
 
 namespace nkdatacarrier {
@@ -32,7 +33,7 @@ struct RenderMeshVertex<3> {
 // A piece made of vertices only (an edge, a 1D subdomain, a 2D boundary: the vertex order is the
 // polyline).
 template <int N>
-class RenderMeshVertices : public RenderMesh {
+class QVDATACARRIER_EXPORT RenderMeshVertices : public RenderMesh {
  public:
   using Vertex = RenderMeshVertex<N>;
 
@@ -82,7 +83,7 @@ class RenderMeshVertices : public RenderMesh {
 // A piece with faces (a 3D boundary face, a 2D subdomain): vertices, triangles of 3 and quads of
 // 4 vertex indices, in the order appended.
 template <int N>
-class RenderMeshFaces : public RenderMeshVertices<N> {
+class QVDATACARRIER_EXPORT RenderMeshFaces : public RenderMeshVertices<N> {
  public:
   // Empties the piece, reserves room for the vertices, 3 ints per triangle and 4 per quad, and
   // clears the valid flag.

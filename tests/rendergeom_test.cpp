@@ -121,6 +121,8 @@ TEST(RenderGeomMaps, OneDimensionalMapsAreAlwaysTheIdentity) {
   EXPECT_EQ(g.getNumGeomPoint(), 3);
   EXPECT_EQ(g.getNumGeomDomain(), 2);
   g.allocate(4, 1);
+  const RenderGeom1D& constant = g;
+  EXPECT_EQ(constant.getDomainMap(), (Map{0, 1, 2, 3}));
   EXPECT_EQ(g.getPointMap(), (Map{0}));
   EXPECT_EQ(g.getDomainMap(), (Map{0, 1, 2, 3}));
   // The stream holds the version, an empty label and the 1D attribute block, and no map.
