@@ -30,41 +30,18 @@ void writeVertices(OSerialStream& os, const std::vector<Vertex>& vertices) {
   }
 }
 
-// Reads count elements of `width` scalars each into values. A stream that knows its length
-// has vouched for the count already (DC_READ_COUNT), so the array is sized once and filled in
-// place; from one that does not, the values are appended as they arrive, so that a corrupt count
-// takes no memory of its own.
-template <typename T>
-void readScalars(ISerialStream& is, std::vector<T>& values, int count, std::size_t width) {
-  const std::size_t n = count > 0 ? static_cast<std::size_t>(count) * width : 0;
-  values.clear();
-  if (is.available() != SIZE_MAX) {
-    values.resize(n);
-    T* out = values.data();
-    for (std::size_t i = 0; i < n; ++i)
-      is >> out[i];
-    return;
-  }
-  values.reserve(serialio::initialCapacity(is, count) * width);
-  for (std::size_t i = 0; i < n; ++i) {
-    T x;
-    is >> x;
-    values.push_back(x);
-  }
-}
-
 template <typename Vertex>
 void readVertices(ISerialStream& is, std::vector<Vertex>& vertices, int count) {
   constexpr std::size_t kFloats = sizeof(Vertex) / sizeof(float);
   vertices.clear();
   vertices.reserve(serialio::initialCapacity(is, count));
-  if (is.available() != SIZE_MAX && count > 0) vertices.resize(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     float c[kFloats];
     for (float& x : c)
       is >> x;
-    if (static_cast<std::size_t>(i) == vertices.size()) vertices.emplace_back();
-    std::memcpy(&vertices[i], c, sizeof c);
+    Vertex v;
+    std::memcpy(&v, c, sizeof v);
+    vertices.push_back(v);
   }
 }
 
@@ -80,9 +57,19 @@ void writeCells(OSerialStream& os, const char* heading, const std::vector<int>& 
   }
 }
 
+// Appends as the values arrive: a count that the stream cannot vouch for (one of unknown length)
+// takes no memory of its own.
 template <int K>
 void readCells(ISerialStream& is, std::vector<int>& cells, int count) {
-  readScalars(is, cells, count, K);
+  cells.clear();
+  cells.reserve(K * serialio::initialCapacity(is, count));
+  for (int i = 0; i < count; ++i) {
+    for (int k = 0; k < K; ++k) {
+      int x;
+      is >> x;
+      cells.push_back(x);
+    }
+  }
 }
 
 }  // namespace meshio
