@@ -115,6 +115,32 @@ void BM_FindLineIntersections(benchmark::State& state) {
 }
 BENCHMARK(BM_FindLineIntersections)->Unit(benchmark::kMillisecond);
 
+// The same pick through the sheet's own loop, which tests every triangle exactly.
+void BM_SheetFindLineIntersections(benchmark::State& state) {
+  const Sheet3D& s = sphere().getSheet(0);
+  std::vector<std::pair<double, int>> hits;
+  std::vector<double> normals;
+  for (auto _ : state) {
+    hits.clear();
+    normals.clear();
+    s.findLineIntersections({0.3, 0.2, -20.0}, {0.3, 0.2, 20.0}, hits, normals);
+    benchmark::DoNotOptimize(hits.data());
+  }
+  state.counters["time_per_triangle"] = timePer(triangles());
+}
+BENCHMARK(BM_SheetFindLineIntersections)->Unit(benchmark::kMillisecond);
+
+void BM_SheetFindClosestPoint(benchmark::State& state) {
+  const Sheet3D& s = sphere().getSheet(0);
+  std::vector<double> closest(3);
+  for (auto _ : state) {
+    double d2 = 1e300;
+    benchmark::DoNotOptimize(s.findClosestPoint({1.0, 2.0, 3.0}, closest, d2, -1.0));
+  }
+  state.counters["time_per_triangle"] = timePer(triangles());
+}
+BENCHMARK(BM_SheetFindClosestPoint)->Unit(benchmark::kMillisecond);
+
 void BM_FindClosestPoint(benchmark::State& state) {
   const RenderDraw3D& g = sphere();
   std::vector<double> closest;

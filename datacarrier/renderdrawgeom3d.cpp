@@ -60,6 +60,109 @@ bool hitBefore(const std::pair<double, int>& x, const std::pair<double, int>& y)
   return x.second < y.second;
 }
 
+// The box of a triangle's corners, for the rejections of the picking loops.
+struct TriangleBox {
+  TriangleBox(const Sheet3D::Vertex& a, const Sheet3D::Vertex& b, const Sheet3D::Vertex& c)
+      : lo{std::min(std::min(a.x, b.x), c.x), std::min(std::min(a.y, b.y), c.y),
+           std::min(std::min(a.z, b.z), c.z)},
+        hi{std::max(std::max(a.x, b.x), c.x), std::max(std::max(a.y, b.y), c.y),
+           std::max(std::max(a.z, b.z), c.z)} {}
+  float lo[3];
+  float hi[3];
+};
+
+// The slack of the rejections: far above the rounding of the exact arithmetic on coordinates
+// of the magnitude of p and of the sheet's box, so that a rejected triangle could never have
+// counted. (A sheet box that understates its vertices only shrinks the slack.)
+double rejectionSlack(const double* p, const BoundingBox3D& box) {
+  double magnitude = 0.0;
+  for (double x :
+       {p[0], p[1], p[2], double(box.getMinX()), double(box.getMaxX()), double(box.getMinY()),
+        double(box.getMaxY()), double(box.getMinZ()), double(box.getMaxZ())}) {
+    magnitude = std::max(magnitude, std::fabs(x));
+  }
+  return 1e-9 * magnitude;
+}
+
+// A lower bound of the squared distance from p to any point that the closest-point arithmetic
+// can produce on a triangle with this box: the gap to the box less the slack.
+inline double distance2Below(const double* p, const TriangleBox& box, double slack) {
+  double sum = 0.0;
+  for (int k = 0; k < 3; ++k) {
+    const double gap = std::max(double(box.lo[k]) - p[k], p[k] - double(box.hi[k])) - slack;
+    if (gap > 0.0) sum += gap * gap;
+  }
+  return sum;
+}
+
+// The line p0 + t (p1 - p0) for the rejection of triangles it cannot pierce. Seen along the
+// line, each corner lies at an offset from it in the two coordinates other than the line's
+// dominant one; a triangle whose corners all lie on one side of the line in one of them, by
+// more than a margin far beyond the 1e-5 band of the pierce test and the rounding of its
+// arithmetic, cannot be pierced.
+struct LineReach {
+  LineReach(const double* p0_, const double* p1) {
+    double d[3];
+    for (int k = 0; k < 3; ++k) {
+      p0[k] = p0_[k];
+      d[k] = p1[k] - p0_[k];
+    }
+    axis = 0;
+    for (int k = 1; k < 3; ++k) {
+      if (std::fabs(d[k]) > std::fabs(d[axis])) axis = k;
+    }
+    other[0] = axis == 0 ? 1 : 0;
+    other[1] = axis == 2 ? 1 : 2;
+    for (int k = 0; k < 2; ++k)
+      slope[k] = d[other[k]] / d[axis];
+    usable = d[axis] != 0.0 && std::isfinite(slope[0]) && std::isfinite(slope[1]) &&
+             std::isfinite(p0[0]) && std::isfinite(p0[1]) && std::isfinite(p0[2]);
+  }
+  // Offset of corner v from the line in the other coordinate k (0 or 1).
+  double offset(const Sheet3D::Vertex& v, int k) const {
+    const float* c = &v.x;
+    return (double(c[other[k]]) - p0[other[k]]) - (double(c[axis]) - p0[axis]) * slope[k];
+  }
+  bool mayPierce(const Sheet3D::Vertex& a, const Sheet3D::Vertex& b, const Sheet3D::Vertex& c,
+                 double slack) const {
+    if (!usable) return true;
+    for (int k = 0; k < 2; ++k) {
+      const double oa = offset(a, k);
+      const double ob = offset(b, k);
+      const double oc = offset(c, k);
+      const double lo = std::min(std::min(oa, ob), oc);
+      const double hi = std::max(std::max(oa, ob), oc);
+      const double margin = 1e-3 * (hi - lo) + slack;
+      if (lo > margin || hi < -margin) return false;
+    }
+    return true;
+  }
+  double p0[3];
+  double slope[2];
+  int axis;
+  int other[2];
+  bool usable;
+};
+
+// The side of sheet on which solid lies, from the sheet-to-solid relation: +1 (the side into
+// which the sheet's normals point) or -1 when the sheet's entries naming the solid carry only
+// that orientation, 0 when they carry both or neither (the sheet does not bound the solid, or
+// bounds it on both sides).
+int sideOfSheet(const Adjacent& sheetToSolid, int sheet, int solid) {
+  const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid, sheet);
+  if (sides.count == 0) return 0;
+  // Within the clamped run, so the orientations beside it exist.
+  const int* orientations = sheetToSolid.getAdjacentOrientations(sheet);
+  bool plus = false;
+  bool minus = false;
+  for (int m = 0; m < sides.count; ++m) {
+    if (sides.adjacents[m] != solid) continue;
+    plus = plus || orientations[m] == 1;
+    minus = minus || orientations[m] == -1;
+  }
+  return plus == minus ? 0 : plus ? 1 : -1;
+}
+
 }  // namespace
 
 RenderDrawGeom3D::RenderDrawGeom3D() = default;
@@ -143,16 +246,8 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
         const Sheet3D& sheet = sheets_[j];
         if (sheet.getUp() == sheet.getDown()) continue;  // inside the solid, not its boundary
         // The side of the sheet on which this solid lies.
-        bool plus = false;
-        bool minus = false;
-        const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid_, j);
-        const int* orientations = sheetToSolid_.getAdjacentOrientations(j);
-        for (int m = 0; m < sides.count; ++m) {
-          if (sides.adjacents[m] != s) continue;
-          plus = plus || orientations[m] == 1;
-          minus = minus || orientations[m] == -1;
-        }
-        if (plus == minus) continue;  // bounds the solid on both sides or on none
+        const int side = sideOfSheet(sheetToSolid_, j, s);
+        if (side == 0) continue;  // bounds the solid on both sides or on none
         if (!sheet.isComplete()) return 0.0;
         const int n = sheet.getNumberOfVertices();
         const Sheet3D::Vertex* v = sheet.getVertexArray();
@@ -170,7 +265,7 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
                  6.0;
         }
         // Normals pointing away from the solid (orientation -1) give positive sums.
-        measure += plus ? -sum : sum;
+        measure += side > 0 ? -sum : sum;
       }
     }
   }
@@ -206,11 +301,33 @@ void RenderDrawGeom3D::findLineIntersections(const std::vector<double>& p0,
                                              const std::vector<double>& p1,
                                              std::vector<std::vector<double>>& result,
                                              std::vector<int>& sheets) const {
+  // Each sheet's hits as Sheet3D::findLineIntersections finds them, in the same order and from
+  // the same arithmetic, with the triangles whose box the line passes clear of skipped.
   std::vector<std::pair<double, int>> hits;
   std::vector<double> normals;
   std::vector<int> owners;
+  const trianglemath::LineQuery line(p0.data(), p1.data());
+  const LineReach reach(p0.data(), p1.data());
   for (int k = 0; k < getNumberOfSheets(); ++k) {
-    sheets_[k].findLineIntersections(p0, p1, hits, normals);
+    const Sheet3D& sheet = sheets_[k];
+    if (!sheet.isValid()) continue;
+    const int n = sheet.getNumberOfVertices();
+    const Sheet3D::Vertex* v = sheet.getVertexArray();
+    const int* corners = sheet.getTriangleArray();
+    const double slack = rejectionSlack(p0.data(), sheet.getBoundingBox());
+    for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
+      if (!trianglemath::indicesValid(corners, n)) continue;
+      const Sheet3D::Vertex& a = v[corners[0]];
+      const Sheet3D::Vertex& b = v[corners[1]];
+      const Sheet3D::Vertex& c = v[corners[2]];
+      if (!reach.mayPierce(a, b, c, slack)) continue;
+      trianglemath::LineHit hit;
+      if (!trianglemath::lineHitsTriangle(line, a, b, c, hit)) continue;
+      hits.emplace_back(hit.t, static_cast<int>(hits.size()));
+      double normal[3];
+      trianglemath::interpolatedNormal(a, b, c, hit.s, hit.u, normal);
+      normals.insert(normals.end(), normal, normal + 3);
+    }
     owners.resize(hits.size(), k);
   }
   std::sort(hits.begin(), hits.end(), hitBefore);
@@ -238,12 +355,29 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
                                        const std::vector<int>& candidateSheets,
                                        std::vector<double>& closest) const {
   closest.assign(3, nkGetNaN());
-  double best2 = nkGetInf();
+  // Every candidate sheet searched as Sheet3D::findClosestPoint searches it (a negative stop
+  // distance: to the end), in the same order and with the same arithmetic, with the triangles
+  // skipped whose box lies farther than the best point so far: they could not have won.
+  trianglemath::ClosestSearch search{closest.data(), nkGetInf(), -1.0, false};
   int best = -1;
   for (int k : candidateSheets) {
     if (k < 0 || k >= getNumberOfSheets()) DC_RAISE_AT(437, errors::kInvalidFaceNumber);
-    // A negative stop distance searches every triangle.
-    if (sheets_[k].findClosestPoint(point, closest, best2, -1.0)) best = k;
+    const Sheet3D& sheet = sheets_[k];
+    if (!sheet.isValid()) continue;
+    search.found = false;
+    const int n = sheet.getNumberOfVertices();
+    const Sheet3D::Vertex* v = sheet.getVertexArray();
+    const int* corners = sheet.getTriangleArray();
+    const double slack = rejectionSlack(point.data(), sheet.getBoundingBox());
+    for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
+      if (!trianglemath::indicesValid(corners, n)) continue;
+      const Sheet3D::Vertex& a = v[corners[0]];
+      const Sheet3D::Vertex& b = v[corners[1]];
+      const Sheet3D::Vertex& c = v[corners[2]];
+      if (distance2Below(point.data(), TriangleBox(a, b, c), slack) > search.dist2) continue;
+      trianglemath::closestOnTriangle(point.data(), a, b, c, search);
+    }
+    if (search.found) best = k;
   }
   return best;
 }
@@ -277,6 +411,7 @@ bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) con
   // 3. Every triangle edge of the solid reaching the cube's top face, cut to its part at or
   // above it and projected along z, relative to p.
   std::vector<Segment2> segments;
+  const double reach = step * 1.001;
   for (int j : own) {
     const Sheet3D& sheet = sheets_[j];  // findClosestPoint has checked every index
     if (!sheet.isValid() || !(double(sheet.getBoundingBox().getMaxZ()) >= top)) continue;
@@ -302,8 +437,17 @@ bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) con
           bx = bx + s * double(float(a.x - b.x));
           by = by + s * double(float(a.y - b.y));
         }
-        segments.push_back(
-            Segment2{{float(ax - p[0]), float(ay - p[1])}, {float(bx - p[0]), float(by - p[1])}});
+        const Segment2 segment{{float(ax - p[0]), float(ay - p[1])},
+                               {float(bx - p[0]), float(by - p[1])}};
+        // One wholly beside the search square (by far more than any rounding) meets none of
+        // its quadrants: leaving it out changes no count of the search below.
+        if (std::min(segment.a[0], segment.b[0]) > reach ||
+            std::max(segment.a[0], segment.b[0]) < -reach ||
+            std::min(segment.a[1], segment.b[1]) > reach ||
+            std::max(segment.a[1], segment.b[1]) < -reach) {
+          continue;
+        }
+        segments.push_back(segment);
       }
     }
   }
@@ -345,18 +489,10 @@ bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) con
   for (std::size_t i = 0; i < hits.size(); ++i) {
     if (hits[i][0] <= 0.0) continue;
     const int k = hitSheets[i];
-    const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid_, k);
-    const int* orientations = sheetToSolid_.getAdjacentOrientations(k);
-    bool plus = false;
-    bool minus = false;
-    for (int m = 0; m < sides.count; ++m) {
-      if (sides.adjacents[m] != solid) continue;
-      plus = plus || orientations[m] == 1;
-      minus = minus || orientations[m] == -1;
-    }
-    if (plus == minus) continue;
+    const int side = sideOfSheet(sheetToSolid_, k, solid);
+    if (side == 0) continue;
     const double nd = hits[i][1] * d[0] + hits[i][2] * d[1] + hits[i][3] * d[2];
-    return plus ? nd < 0.0 : nd > 0.0;
+    return side > 0 ? nd < 0.0 : nd > 0.0;
   }
   return false;
 }
@@ -607,9 +743,16 @@ void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
     position = drawgeom::appendCurveRecords(elements, position, n >= 2 ? n : 0, c + 1);
   }
 
-  const int triangles = getMLRenderTriSize();
+  // Triangle records of the valid sheets, written in place.
+  std::size_t records = 0;
+  for (const Sheet3D& sheet : sheets_) {
+    if (sheet.isValid()) records += static_cast<std::size_t>(sheet.getNumberOfTriangles());
+  }
   for (int v = 5; v <= 8; ++v)
-    elements[v].reserve(static_cast<std::size_t>(std::max(triangles, 0)));
+    elements[v].resize(records);
+  int* const corner[3] = {elements[5].data(), elements[6].data(), elements[7].data()};
+  int* const number = elements[8].data();
+  std::size_t r = 0;
   for (int j = 0; j < getNumberOfSheets(); ++j) {
     const Sheet3D& sheet = sheets_[j];
     if (!sheet.isValid()) continue;  // counted by the sizes, but takes no position
@@ -626,13 +769,13 @@ void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
     }
     const int* corners = sheet.getTriangleArray();
     const int numTriangles = sheet.getNumberOfTriangles();
-    for (int t = 0; t < numTriangles; ++t) {
+    for (int t = 0; t < numTriangles; ++t, ++r) {
       for (int m = 0; m < 3; ++m) {
         // A corner that the sheet does not have points at position 0.
         const int k = corners[3 * t + m];
-        elements[5 + m].push_back(k >= 0 && k < n ? position + k : 0);
+        corner[m][r] = k >= 0 && k < n ? position + k : 0;
       }
-      elements[8].push_back(j + 1);
+      number[r] = j + 1;
     }
     position += n;
   }
@@ -641,14 +784,24 @@ void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,
 }
 
 void RenderDrawGeom3D::getWireframe(RenderDrawGeom3D& target) const {
+  // The target's allocate discards its entities: when it is this geometry, copy them first.
+  std::vector<Point3D> ownPoints;
+  std::vector<Curve3D> ownCurves;
+  const bool self = &target == this;
+  if (self) {
+    ownPoints = points_;
+    ownCurves = curves_;
+  }
+  const std::vector<Point3D>& points = self ? ownPoints : points_;
+  const std::vector<Curve3D>& curves = self ? ownCurves : curves_;
   target.box_ = box_;
-  target.allocate(0, 0, getNumberOfCurves(), getNumberOfPoints());
-  for (int i = 0; i < getNumberOfPoints(); ++i) {
-    const Point3D::Vertex& v = points_[i].getVertex();
+  target.allocate(0, 0, static_cast<int>(curves.size()), static_cast<int>(points.size()));
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const Point3D::Vertex& v = points[i].getVertex();
     target.points_[i].setVertex(v.x, v.y, v.z);
   }
-  for (int c = 0; c < getNumberOfCurves(); ++c) {
-    const Curve3D& from = curves_[c];
+  for (std::size_t c = 0; c < curves.size(); ++c) {
+    const Curve3D& from = curves[c];
     Curve3D& to = target.curves_[c];
     to.reserve(from.getNumberOfVertices());
     for (int k = 0; k < from.getNumberOfVertices(); ++k) {

@@ -11,6 +11,7 @@
 // is walked (the exceptions are named at the operations), a triangle with a corner outside its
 // sheet's vertices is skipped by every query and measure, and the runs of a relation are
 // clamped to its arrays. Results for well-formed data are not affected by these rules.
+// Query vectors are not checked: a point, centre or axis holds 3 values, a box 6.
 #pragma once
 
 #include <array>
@@ -46,7 +47,8 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3D : public RenderDrawGeom {
   ~RenderDrawGeom3D() override;
 
   // Sizes the solid boxes (new ones all 0) and replaces every sheet, curve and point, old ones
-  // included, by a default one. Relations, the whole box and the base attributes stay.
+  // included, by a default one; a negative count is taken as 0. Relations, the whole box and
+  // the base attributes stay.
   void allocate(int nSolids, int nSheets, int nCurves, int nPoints);
   int getNumberOfPoints() const { return static_cast<int>(points_.size()); }
   int getNumberOfCurves() const { return static_cast<int>(curves_.size()); }
@@ -206,9 +208,9 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3D : public RenderDrawGeom {
   void getMLRenderData(std::vector<std::vector<float>>& coords,
                        std::vector<std::vector<int>>& elements) const override;
 
-  // Makes target this geometry's wireframe: the whole box, the points and the curves (valid
-  // flag, box and vertices); target's sheets and solids become empty, its relations and base
-  // attributes stay as they were.
+  // Makes target (which may be this geometry) its wireframe: the whole box, the points and the
+  // curves (valid flag, box and vertices); target's sheets and solids become empty, its
+  // relations and base attributes stay as they were.
   void getWireframe(RenderDrawGeom3D& target) const;
   // The curves (sheets) whose valid flag is false, in ascending order; out is cleared first.
   void getUnmeshedEdges(std::vector<int>& out) const;

@@ -103,12 +103,27 @@ std::uint32_t CoordHashMap::searchRun(std::uint64_t hash, const double* coords,
 
 void CoordHashMap::prefetch(const double* coords) const {
   if (neverMatch_ || dim_ > kMaxInlineDim) return;
-  std::int64_t key[kMaxInlineDim];
   for (unsigned d = 0; d < dim_; ++d) {
     if (!std::isfinite(coords[d])) return;
-    key[d] = cellOf(coords[d]);
   }
-  __builtin_prefetch(&slots_[(hashCell(key) >> 7) & mask_], 1);
+  // The cells of the point's tolerance box, as forEachCellOfBox visits them: a new point is
+  // placed in each, and the lookup reads the point's own cell, which is one of them.
+  std::int64_t lo[kMaxInlineDim], hi[kMaxInlineDim], cell[kMaxInlineDim];
+  const double span = tol_ * (1.0 + 1e-12);
+  for (unsigned d = 0; d < dim_; ++d) {
+    lo[d] = cell[d] = cellWidth_ == 0.0 ? cellOf(coords[d]) : cellOf(coords[d] - span);
+    hi[d] = cellWidth_ == 0.0 ? lo[d] : cellOf(coords[d] + span);
+  }
+  for (;;) {
+    __builtin_prefetch(&slots_[(hashCell(cell) >> 7) & mask_], 1);
+    unsigned d = 0;
+    while (d < dim_ && cell[d] == hi[d]) {
+      cell[d] = lo[d];
+      ++d;
+    }
+    if (d == dim_) break;
+    ++cell[d];
+  }
 }
 
 void CoordHashMap::placeEntry(std::uint32_t entry, std::uint64_t hash) {

@@ -222,3 +222,85 @@ TEST(RenderDrawGeom3DCube, CorruptRelationsAndTrianglesStayInBounds) {
             site(840, "VEXAL_assertion_failure"));
   EXPECT_EQ(found, (std::vector<int>{0, 0}));
 }
+
+TEST(RenderDrawGeom3DCube, WireframeOfItselfKeepsPointsAndCurves) {
+  RenderDraw3D g = unitCube();
+  g.allocate(1, 6, 2, 1);  // fresh entities; rebuild the edges below
+  g.point(0).setVertex(1, 2, 3);
+  g.curve(1).reserve(2);
+  g.curve(1).appendVertex(0, 0, 0);
+  g.curve(1).appendVertex(1, 0, 0);
+  g.curve(1).setBoundingBox3D(BoundingBox3D(0.0f, 1.0f, 0.0f, 0.0f, 0.0f, 0.0f));
+  g.curve(1).setValid(true);
+  std::vector<int> unmeshed;
+  g.getUnmeshedEdges(unmeshed);
+  EXPECT_EQ(unmeshed, std::vector<int>{0});
+  g.getUnmeshedFaces(unmeshed);
+  EXPECT_EQ(unmeshed, (std::vector<int>{0, 1, 2, 3, 4, 5}));
+  g.getWireframe(g);
+  EXPECT_EQ(g.getNumberOfSheets(), 0);
+  EXPECT_EQ(g.getNumberOfSolids(), 0);
+  ASSERT_EQ(g.getNumberOfCurves(), 2);
+  EXPECT_EQ(g.getPoint(0).getVertex().z, 3.0f);
+  EXPECT_TRUE(g.getCurve(1).isValid());
+  EXPECT_EQ(g.getCurve(1).getNumberOfVertices(), 2);
+  EXPECT_EQ(g.getCurve(1).getBoundingBox().getMaxX(), 1.0f);
+  EXPECT_FALSE(g.getCurve(0).isValid());
+}
+
+// Every byte of the cube's stream replaced in turn: each copy that still reads back answers
+// every query without reading outside its arrays (checked under the sanitizers).
+TEST(RenderDrawGeom3DCube, EveryQueryOnMutatedStreamsStaysInBounds) {
+  RenderDraw3D cube = unitCube();
+  cube.allocate(1, 6, 1, 1);
+  cube = unitCube();
+  const std::vector<char> bytes = qvtest::binaryOf(cube);
+  int readBack = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    for (char value : {char(0xff), char(0x7f), char(0x02)}) {
+      std::vector<char> mutated = bytes;
+      mutated[i] = value;
+      BinaryISerialStream is(mutated);
+      RenderDraw3D g;
+      try {
+        g.deserialize(is);
+      } catch (const std::exception&) {
+        continue;
+      }
+      ++readBack;
+      std::vector<int> solids, sheets, curves, found;
+      for (int s = 0; s < g.getNumberOfSolids(); ++s)
+        solids.push_back(s);
+      for (int s = 0; s < g.getNumberOfSheets(); ++s)
+        sheets.push_back(s);
+      for (int c = 0; c < g.getNumberOfCurves(); ++c)
+        curves.push_back(c);
+      try {
+        g.getVolume(3, solids);
+        g.getVolume(2, sheets);
+        g.getBndArea(3, solids);
+        std::vector<std::vector<double>> hits;
+        g.findLineIntersections({0.3, 0.4, -1}, {0.3, 0.4, 2}, hits);
+        std::vector<double> closest;
+        g.findClosestPoint({0.3, 0.4, 0.2}, sheets, closest);
+        std::vector<std::vector<float>> coords;
+        std::vector<std::vector<int>> elements;
+        g.getMLRenderData(coords, elements);
+        for (int dim : {1, 2, 3}) {
+          const std::vector<int>& all = dim == 1 ? curves : dim == 2 ? sheets : solids;
+          for (bool inside : {true, false}) {
+            g.findEntitiesInBall({0.5, 0.5, 0.5}, 0.2, dim, inside, all, found);
+            g.findEntitiesInBox({0, 2, 0, 2, 0, 2}, dim, inside, all, found);
+            g.findEntitiesInCylinder({0.5, 0.5, 0}, {0, 0, 1}, 0.2, 1.0, 0.0, dim, inside, all,
+                                     found);
+          }
+        }
+        for (int s : solids)
+          g.pointInSolid({0.3, 0.4, 0.2}, s);
+      } catch (const nkbase::Exception& e) {
+        EXPECT_EQ(e.getCode(), "Invalid_face_number");  // a solid naming a missing sheet
+      }
+    }
+  }
+  EXPECT_GT(readBack, 100);
+}
