@@ -4,8 +4,10 @@
 // declares.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "datacarrier/internal/serialio.h"
 #include "datacarrier/rendermeshpiece.h"
@@ -30,19 +32,37 @@ void writeVertices(OSerialStream& os, const std::vector<Vertex>& vertices) {
   }
 }
 
+// Readers take the values in chunks: a tight loop of scalar reads into a local buffer, then one
+// append of the chunk. The arrays grow as the values arrive, so that a count that the stream
+// cannot vouch for (one of unknown length) takes no memory of its own.
+constexpr int kChunkValues = 768;
+
+// Appends count records of `width` values of type T (a vertex's floats, a cell's indices) to out,
+// whose elements are plain values holding one or more of them (a vertex struct, an int).
+template <typename T, typename Element>
+void appendChunked(ISerialStream& is, std::vector<Element>& out, int count, int width) {
+  static_assert(std::is_trivially_copyable<Element>::value, "elements are plain values");
+  const int perChunk = kChunkValues / width;
+  const int valuesPerElement = static_cast<int>(sizeof(Element) / sizeof(T));
+  T buffer[kChunkValues];
+  for (int done = 0; done < count;) {
+    const int elements = std::min(perChunk, count - done);
+    const int values = elements * width;
+    for (int i = 0; i < values; ++i)
+      is >> buffer[i];
+    const std::size_t first = out.size();
+    out.resize(first + static_cast<std::size_t>(values / valuesPerElement));
+    std::memcpy(out.data() + first, buffer, static_cast<std::size_t>(values) * sizeof(T));
+    done += elements;
+  }
+}
+
 template <typename Vertex>
 void readVertices(ISerialStream& is, std::vector<Vertex>& vertices, int count) {
-  constexpr std::size_t kFloats = sizeof(Vertex) / sizeof(float);
+  constexpr int kFloats = sizeof(Vertex) / sizeof(float);
   vertices.clear();
   vertices.reserve(serialio::initialCapacity(is, count));
-  for (int i = 0; i < count; ++i) {
-    float c[kFloats];
-    for (float& x : c)
-      is >> x;
-    Vertex v;
-    std::memcpy(&v, c, sizeof v);
-    vertices.push_back(v);
-  }
+  appendChunked<float>(is, vertices, count, kFloats);
 }
 
 // Cells of K vertex indices each (K = 3 triangles, 4 quads) under their heading.
@@ -57,19 +77,11 @@ void writeCells(OSerialStream& os, const char* heading, const std::vector<int>& 
   }
 }
 
-// Appends as the values arrive: a count that the stream cannot vouch for (one of unknown length)
-// takes no memory of its own.
 template <int K>
 void readCells(ISerialStream& is, std::vector<int>& cells, int count) {
   cells.clear();
   cells.reserve(K * serialio::initialCapacity(is, count));
-  for (int i = 0; i < count; ++i) {
-    for (int k = 0; k < K; ++k) {
-      int x;
-      is >> x;
-      cells.push_back(x);
-    }
-  }
+  appendChunked<int>(is, cells, count, K);
 }
 
 }  // namespace meshio
