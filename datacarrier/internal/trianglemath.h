@@ -88,7 +88,11 @@ inline bool lineHitsTriangle(const LineQuery& q, const Vertex& a, const Vertex& 
   w[2] = q.p0[2] - double(a.z);
   cross(e2, q.d, pv);
   const double det = dot3(e1, pv);
-  hit.s = dot3(w, pv) / det;
+  const double ns = dot3(w, pv);
+  // |ns| >= 2 |det| makes the quotient at least 2 in magnitude (or infinite, or 0 / 0), which
+  // fails the band below whatever its rounding: the division can be skipped.
+  if (std::fabs(ns) >= 2.0 * std::fabs(det)) return false;
+  hit.s = ns / det;
   if (!(hit.s > -1e-5 && hit.s < 1.00001)) return false;
   double qv[3];
   cross(q.d, e1, qv);
@@ -198,9 +202,11 @@ inline bool closestOnTriangle(const double* p, const Vertex& a, const Vertex& b,
 using segmentmath::CenteredBox;
 
 // Whether one separating axis parts the projections [min, max] of the triangle from the box's
-// [-radius, radius]. Strict: touching does not separate.
+// [-radius, radius]: all three beyond radius, or all three below -radius. Strict: touching does
+// not separate. (Put per vertex, a NaN projection never counts as beyond, whatever its place.)
 inline bool separates(double p0, double p1, double p2, double radius) {
-  return std::min({p0, p1, p2}) > radius || std::max({p0, p1, p2}) < -radius;
+  return (p0 > radius && p1 > radius && p2 > radius) ||
+         (p0 < -radius && p1 < -radius && p2 < -radius);
 }
 
 // Separating-axis test of the triangle a, b, c against the box, in the box's centre frame: the

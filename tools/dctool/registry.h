@@ -19,7 +19,7 @@ struct Summary {
   std::vector<std::pair<std::string, long long>> counts;
   std::vector<float> boundingBox;  // (min, max) per axis; empty when the class has none
   int valid = -1;                  // -1: the class has no validity flag
-  // Per-entity measures by name ("solid volumes": one value per solid); empty when none.
+  // Named measures: one value (a curve's "length") or one per entity ("solid volumes").
   std::vector<std::pair<std::string, std::vector<double>>> measures;
 };
 
