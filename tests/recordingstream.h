@@ -24,6 +24,16 @@ inline std::string formatDouble(double v) {
   return std::string(buf, std::to_chars(buf, buf + sizeof buf, v).ptr);
 }
 
+// A write sequence written compactly, its lines parted by '|': "unsigned 0|# version|int 3".
+inline std::vector<std::string> seq(const std::string& joined) {
+  std::vector<std::string> out;
+  std::size_t start = 0;
+  for (std::size_t bar; (bar = joined.find('|', start)) != std::string::npos; start = bar + 1)
+    out.push_back(joined.substr(start, bar - start));
+  out.push_back(joined.substr(start));
+  return out;
+}
+
 class RecordingOStream : public OSerialStream {
  public:
   void label(const std::string& text) override { lines.push_back("# " + text); }
