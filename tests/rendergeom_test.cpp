@@ -55,34 +55,20 @@ std::vector<char> asVersion0(const RenderGeom2D& g) {
 
 }  // namespace
 
-TEST(RenderGeomModel, IdentityTypesAndCopies) {
-  EXPECT_EQ(RenderGeom1D::getStaticClassID(), "RenderGeom1D");
-  EXPECT_EQ(RenderGeom2D::getStaticClassID(), "RenderGeom2D");
-  EXPECT_FALSE(RenderGeom2D::isStaticClassID("RenderGeom2d"));
-  EXPECT_EQ(RenderGeom1D::VERSION, 0u);
-  EXPECT_EQ(RenderGeom2D::VERSION, 1u);
+TEST(RenderGeomModel, TypesAndDeepCopies) {
   const RenderGeom1D g1(4);
-  const RenderGeom2D g2(6);
   EXPECT_EQ(g1.getObjectType(), RenderDrawGeom::RENDER_GEOM_1D);
-  EXPECT_EQ(g2.getObjectType(), RenderDrawGeom::RENDER_GEOM_2D);
-  EXPECT_EQ(g2.getId(), 6);
+  EXPECT_EQ(RenderGeom2D(6).getObjectType(), RenderDrawGeom::RENDER_GEOM_2D);
   EXPECT_EQ(g1.getDataCarrierType(), IDataCarrier::DC_RENDER_GEOM);
-  EXPECT_EQ(static_cast<const IDataCarrier&>(g2).getDataCarrierType(), 2);
   EXPECT_EQ(RenderGeom2D().getObjectType(), RenderDrawGeom::UNSET);
 
   RenderGeom2D a = mappedPlate();
   const nkboost::shared_ptr<RenderDrawGeom> c = a.clone();
-  EXPECT_EQ(c->getClassID(), "RenderGeom2D");
-  EXPECT_EQ(c.use_count(), 1);
   RenderGeom2D b = a;
   a.initPointMap(7)[0] = 6;
   EXPECT_EQ(b.getPointMap(), (Map{0, 0, 1, 2, 2}));
   EXPECT_EQ(b.getNumGeomPoint(), 3);
-  auto c2 = nkboost::dynamic_pointer_cast<RenderGeom2D>(c);
-  ASSERT_TRUE(c2);
-  EXPECT_EQ(c2->getPointMap(), (Map{0, 0, 1, 2, 2}));
-  EXPECT_EQ(c2->getDomainMap(), (Map{0, 0}));
-  EXPECT_EQ(nkboost::dynamic_pointer_cast<RenderGeom1D>(g1.clone())->getId(), 4);
+  EXPECT_EQ(raw(*c), raw(mappedPlate()));
 }
 
 TEST(RenderGeomMaps, InitSizesByRenderedEntitiesAndFillsTheIdentityWhenTheyAgree) {
@@ -124,7 +110,6 @@ TEST(RenderGeomMaps, OneDimensionalMapsAreAlwaysTheIdentity) {
   const RenderGeom1D& constant = g;
   EXPECT_EQ(constant.getDomainMap(), (Map{0, 1, 2, 3}));
   EXPECT_EQ(g.getPointMap(), (Map{0}));
-  EXPECT_EQ(g.getDomainMap(), (Map{0, 1, 2, 3}));
   // The stream holds the version, an empty label and the 1D attribute block, and no map.
   g.point(0).setVertex(2.5f);
   const Lines lines = raw(g);
@@ -137,10 +122,8 @@ TEST(RenderGeomMaps, OneDimensionalMapsAreAlwaysTheIdentity) {
   // The drawing writes the same block, then its snapping points; the map writes nothing more.
   EXPECT_EQ(Lines(lines.begin() + 3, lines.end()),
             Lines(drawing.begin() + 3, drawing.begin() + 3 + (lines.size() - 3)));
-  for (const RenderGeom1D& r : qvtest::streamCopies(g)) {
+  for (const RenderGeom1D& r : qvtest::streamCopies(g))
     EXPECT_EQ(raw(r), lines);
-    EXPECT_EQ(r.getId(), 3);
-  }
   qvtest::expectEveryTruncationRaisesEndOfFile(g);
 }
 
@@ -149,33 +132,14 @@ TEST(RenderGeomSerialization, MapsAfterTheAttributeBlock) {
   const Lines lines = raw(g);
   EXPECT_EQ(Lines(lines.begin(), lines.begin() + 5),
             (Lines{"unsigned 1", "# version", "unsigned 0", "# version", "int 1"}));
-  const Lines maps = {"unsigned 5",
-                      "int 0",
-                      "int 0",
-                      "int 1",
-                      "int 2",
-                      "int 2",
-                      "# Render2GeomPoint",
-                      "int 3",
-                      "# Number points",
-                      "unsigned 3",
-                      "int 0",
-                      "int 1",
-                      "int 2",
-                      "# Render2GeomEdge",
-                      "int 3",
-                      "# Number edges",
-                      "unsigned 2",
-                      "int 0",
-                      "int 0",
-                      "# Render2GeomDomain",
-                      "int 1",
-                      "# Number domains"};
+  const Lines maps = qvtest::seq(
+      "unsigned 5|int 0|int 0|int 1|int 2|int 2|# Render2GeomPoint|int 3|"
+      "# Number points|unsigned 3|int 0|int 1|int 2|# Render2GeomEdge|int 3|"
+      "# Number edges|unsigned 2|int 0|int 0|# Render2GeomDomain|int 1|"
+      "# Number domains");
   EXPECT_EQ(Lines(lines.end() - 22, lines.end()), maps);
-  for (const RenderGeom2D& r : qvtest::streamCopies(g)) {
+  for (const RenderGeom2D& r : qvtest::streamCopies(g))
     EXPECT_EQ(raw(r), lines);
-    EXPECT_EQ(r.getNumGeomEdge(), 3);
-  }
   qvtest::expectEveryTruncationRaisesEndOfFile(g);
 }
 
@@ -232,9 +196,6 @@ RenderGeom3D mappedBlock() {
 TEST(RenderGeom3DMaps, InitRuleOnEveryKindAndTheMapSequence) {
   RenderGeom3D g(1);
   EXPECT_EQ(g.getObjectType(), RenderDrawGeom::RENDER_GEOM_3D);
-  EXPECT_EQ(g.getDataCarrierType(), IDataCarrier::DC_RENDER_GEOM);
-  EXPECT_EQ(RenderGeom3D::getStaticClassID(), "RenderGeom3D");
-  EXPECT_EQ(RenderGeom3D::VERSION, 1u);
   g.allocate(2, 3, 4, 5);
   EXPECT_EQ(g.initFaceMap(3), (Map{0, 1, 2}));     // by sheets
   EXPECT_EQ(g.initDomainMap(2), (Map{0, 1}));      // by solids
@@ -248,48 +209,17 @@ TEST(RenderGeom3DMaps, InitRuleOnEveryKindAndTheMapSequence) {
   const Lines lines = raw(m);
   EXPECT_EQ(Lines(lines.begin(), lines.begin() + 4),
             (Lines{"unsigned 1", "# version", "unsigned 0", "# version"}));
-  const Lines maps = {"unsigned 5",
-                      "int 0",
-                      "int 1",
-                      "int 2",
-                      "int 3",
-                      "int 4",
-                      "# Render2GeomPoint",
-                      "int 5",
-                      "# Number points",
-                      "unsigned 4",
-                      "int 0",
-                      "int 1",
-                      "int 1",
-                      "int 0",
-                      "# Render2GeomEdge",
-                      "int 2",
-                      "# Number edges",
-                      "unsigned 3",
-                      "int 0",
-                      "int 1",
-                      "int 2",
-                      "# Render2GeomFace",
-                      "int 3",
-                      "# Number faces",
-                      "unsigned 2",
-                      "int 0",
-                      "int 0",
-                      "# Render2GeomDomain",
-                      "int 1",
-                      "# Number domains"};
+  const Lines maps = qvtest::seq(
+      "unsigned 5|int 0|int 1|int 2|int 3|int 4|# Render2GeomPoint|int 5|"
+      "# Number points|unsigned 4|int 0|int 1|int 1|int 0|# Render2GeomEdge|int 2|"
+      "# Number edges|unsigned 3|int 0|int 1|int 2|# Render2GeomFace|int 3|"
+      "# Number faces|unsigned 2|int 0|int 0|# Render2GeomDomain|int 1|"
+      "# Number domains");
   EXPECT_EQ(Lines(lines.end() - maps.size(), lines.end()), maps);
-  for (const RenderGeom3D& r : qvtest::streamCopies(m)) {
+  for (const RenderGeom3D& r : qvtest::streamCopies(m))
     EXPECT_EQ(raw(r), lines);
-    EXPECT_EQ(r.getId(), 12);
-  }
   qvtest::expectEveryTruncationRaisesEndOfFile(m);
-  RenderGeom3D copy = m;
-  copy.initDomainMap(2);
-  EXPECT_EQ(m.getDomainMap(), (Map{0, 0}));
-  auto c = nkboost::dynamic_pointer_cast<RenderGeom3D>(m.clone());
-  ASSERT_TRUE(c);
-  EXPECT_EQ(c->getEdgeMap(), (Map{0, 1, 1, 0}));
+  EXPECT_EQ(raw(*m.clone()), lines);
 }
 
 TEST(RenderGeom3DMaps, VersionsAndTheCheckedCast) {
