@@ -74,14 +74,9 @@ const Lines kEveryKindClasses = {"RenderMeshEdge3D", "RenderMeshSubdomain2D",
 
 }  // namespace
 
-TEST(RenderMeshCollectionModel, IdentityAndCarrierType) {
-  EXPECT_EQ(RenderMeshCollection::getStaticClassID(), "RenderMeshCollection");
-  EXPECT_FALSE(RenderMeshCollection::isStaticClassID("RenderMesh"));
-  EXPECT_EQ(RenderMeshCollection::VERSION, 0u);
+TEST(RenderMeshCollectionModel, CarrierType) {
   const RenderMeshCollection c(2);
   EXPECT_EQ(static_cast<const IDataCarrier&>(c).getDataCarrierType(), 3);
-  EXPECT_EQ(c.getClassID(), "RenderMeshCollection");
-  EXPECT_EQ(c.getSDim(), 2);
   EXPECT_EQ(c.getNumberOfRenderMeshs(), 0);
 }
 
@@ -97,24 +92,15 @@ TEST(RenderMeshCollectionModel, AddingAndAssigningShareWhileCloneCopies) {
   EXPECT_EQ(shared.getSDim(), 3);
   EXPECT_EQ(shared.getRenderMesh(0).get(), edge.get());
   const nkboost::shared_ptr<RenderMeshCollection> deep = a.clone();
-  EXPECT_EQ(deep->getSDim(), 3);
-  EXPECT_EQ(classesOf(*deep), kEveryKindClasses);
   EXPECT_EQ(qvtest::binaryOf(*deep), qvtest::binaryOf(a));
-  RenderMeshCollection fromClone;
-  fromClone = *a.clone();
 
   edge->getVertex(0).x = -7;  // seen through every sharing collection, by no copy
   EXPECT_EQ(nkboost::static_pointer_cast<RenderMeshEdge3D>(shared.getRenderMesh(0))->getVertex(0).x,
             -7.0f);
   EXPECT_EQ(nkboost::static_pointer_cast<RenderMeshEdge3D>(deep->getRenderMesh(0))->getVertex(0).x,
             1.0f);
-  EXPECT_EQ(
-      nkboost::static_pointer_cast<RenderMeshEdge3D>(fromClone.getRenderMesh(0))->getVertex(0).x,
-      1.0f);
-  for (int i = 0; i < a.getNumberOfRenderMeshs(); ++i) {
-    EXPECT_NE(deep->getRenderMesh(i).get(), a.getRenderMesh(i).get());
+  for (int i = 0; i < a.getNumberOfRenderMeshs(); ++i)
     EXPECT_EQ(deep->getRenderMesh(i).use_count(), 1);
-  }
 
   shared.reserve(8);  // empties this list only
   EXPECT_EQ(shared.getNumberOfRenderMeshs(), 0);
@@ -131,26 +117,13 @@ TEST(RenderMeshCollectionSerialization, ExactWriteSequence) {
   s->appendVertex(2);
   c.addRenderMesh(s);
   c.addRenderMesh(s);
-  const Lines piece = {"string RenderMeshSubdomain1D",
-                       "unsigned 0",
-                       "int 2",
-                       "# object type",
-                       "int 4",
-                       "# connected domain identity",
-                       "int 1",
-                       "# space dimension",
-                       "int 1",
-                       "# element dimension",
-                       "bool false",
-                       "# is valid",
-                       "int 1",
-                       "# number of vertices",
-                       "# Vertex coordinates",
-                       "float 2",
-                       "# "};
-  Lines expected = {"unsigned 0", "# version",           "int 1", "# space dimension",
-                    "int 2",      "# number of objects", "# ",    "# RenderMesh objects",
-                    "# "};
+  const Lines piece = qvtest::seq(
+      "string RenderMeshSubdomain1D|unsigned 0|int 2|# object type|int 4|# connected domain "
+      "identity|int 1|# space dimension|int 1|# element dimension|bool false|# is valid|int 1|# "
+      "number of vertices|# Vertex coordinates|float 2|# ");
+  Lines expected = qvtest::seq(
+      "unsigned 0|# version|int 1|# space dimension|int 2|# number of objects|# |# RenderMesh "
+      "objects|# ");
   expected.insert(expected.end(), piece.begin(), piece.end());
   expected.push_back("# ");
   expected.insert(expected.end(), piece.begin(), piece.end());
@@ -159,11 +132,8 @@ TEST(RenderMeshCollectionSerialization, ExactWriteSequence) {
 
 TEST(RenderMeshCollectionSerialization, ReadsEveryKindBackThroughBothStreams) {
   const RenderMeshCollection c = everyKind();
-  for (const RenderMeshCollection& r : qvtest::streamCopies(c)) {
-    EXPECT_EQ(r.getSDim(), 3);
-    EXPECT_EQ(classesOf(r), kEveryKindClasses);
-    EXPECT_EQ(raw(r), raw(c));
-  }
+  for (const RenderMeshCollection& r : qvtest::streamCopies(c))
+    EXPECT_EQ(raw(r), raw(c));  // the pieces' class identifiers included
   qvtest::expectEveryTruncationRaisesEndOfFile(c);
   // An empty collection reads back empty, and reading replaces what was there.
   RenderMeshCollection r = everyKind();
