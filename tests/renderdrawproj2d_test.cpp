@@ -47,9 +47,6 @@ TEST(RenderDrawProj2DModel, IdentityAllocationAndMeasures) {
   EXPECT_EQ(p.getVolume(2, {0}), 0.0);
   EXPECT_EQ(p.getBndArea(2, {0}), 0.0);
   EXPECT_EQ(p.getDataCarrierType(), nkdatacarrier::IDataCarrier::DC_RENDER_DRAW);
-  EXPECT_TRUE(RenderDrawProj2D::isStaticClassID("RenderDrawProj2D"));
-  EXPECT_FALSE(RenderDrawProj2D::isStaticClassID("RenderDrawProj2D "));
-  EXPECT_EQ(RenderDrawProj2D::VERSION, 0u);
   EXPECT_EQ(RenderDrawProj2D().getObjectType(), RenderDrawGeom::UNSET);
 
   p.allocate(3, 2);  // existing entries and types are kept, new types are 0
