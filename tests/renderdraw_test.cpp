@@ -43,12 +43,6 @@ Lines tailOf(const nkbase::Serializable& s, std::size_t n) {
 TEST(RenderDrawIdentity, ClassIdsTypesAndCarrierType) {
   const RenderDraw1D d1(RenderDrawGeom1D::DRAW_1D_A, 4);
   const RenderDraw2D d2(RenderDrawGeom2D::Type2D(9), -2);
-  EXPECT_EQ(RenderDraw1D::getStaticClassID(), "RenderDraw1D");
-  EXPECT_TRUE(RenderDraw2D::isStaticClassID("RenderDraw2D"));
-  EXPECT_FALSE(RenderDraw2D::isStaticClassID("renderdraw2d"));
-  EXPECT_FALSE(RenderDraw1D::isStaticClassID("RenderDraw1D "));
-  EXPECT_EQ(RenderDraw1D::VERSION, 0u);
-  EXPECT_EQ(RenderDraw2D::VERSION, 0u);
   EXPECT_EQ(d1.getDataCarrierType(), IDataCarrier::DC_RENDER_DRAW);
   EXPECT_EQ(static_cast<const IDataCarrier&>(d2).getDataCarrierType(), 1);
   // getClassID, type and identifier are pinned by the write sequences of the geometries.
@@ -62,11 +56,8 @@ TEST(RenderDrawCopies, ClonesAreDeepCopiesOfTheSameClass) {
   d2.point(0).setVertex(1, 2);
   d2.setSnapCoord(Snap{{0.5}, {1.5}});
   const nkboost::shared_ptr<RenderDrawGeom> copy = d2.clone();
-  EXPECT_EQ(copy->getClassID(), "RenderDraw2D");
-  EXPECT_EQ(copy.use_count(), 1);
+  EXPECT_EQ(qvtest::binaryOf(*copy), qvtest::binaryOf(d2));
   auto c2 = nkboost::dynamic_pointer_cast<RenderDraw2D>(copy);
-  ASSERT_TRUE(c2);
-  EXPECT_EQ(c2->getId(), 8);
   c2->setSnapCoord(Snap{});
   c2->point(0).setVertex(3, 4);
   EXPECT_EQ(d2.getSnapCoord(), (Snap{{0.5}, {1.5}}));
@@ -74,10 +65,7 @@ TEST(RenderDrawCopies, ClonesAreDeepCopiesOfTheSameClass) {
 
   RenderDraw1D d1(RenderDrawGeom1D::DRAW_1D_B, 1);
   d1.setSnapCoord({3});
-  const auto c1 = nkboost::dynamic_pointer_cast<RenderDraw1D>(d1.clone());
-  ASSERT_TRUE(c1);
-  EXPECT_EQ(c1->getClassID(), "RenderDraw1D");
-  EXPECT_EQ(c1->getSnapCoord(), (std::vector<double>{3}));
+  EXPECT_EQ(qvtest::binaryOf(*d1.clone()), qvtest::binaryOf(d1));
 }
 
 TEST(RenderDrawSerialization, EmptyAndMalformedSnappingLists) {
