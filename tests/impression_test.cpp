@@ -35,8 +35,6 @@ TEST(ImpressionContent, DefaultsIdentityAndLines) {
   EXPECT_EQ(imp.getNumberOfLines(), 0);
   EXPECT_EQ(imp.getBoundingBox().getMaxY(), 0.0f);
   EXPECT_EQ(static_cast<const IDataCarrier&>(imp).getDataCarrierType(), 9);
-  EXPECT_EQ(static_cast<const nkbase::Serializable&>(imp).getClassID(), "Impression");
-  EXPECT_FALSE(Impression::isStaticClassID("impression"));
   EXPECT_EQ(Impression(12).getId(), 12);
 
   Impression lines;  // addLine adds one end point; allocate empties
