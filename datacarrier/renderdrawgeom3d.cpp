@@ -151,6 +151,17 @@ struct LineReach {
   bool usable;
 };
 
+// The side of sheet (number j) on which solid lies, for the volume: from the orientations of
+// the sheet-to-solid entries naming the solid when any carries +1 or -1; otherwise (the public
+// setter stores orientation 0) from the sheet's own domains, up acting as +1 and down as -1.
+int volumeSide(const Adjacent& sheetToSolid, const Sheet3D& sheet, int j, int solid) {
+  const pointinsolid::Orientations found = pointinsolid::orientationsOf(sheetToSolid, j, solid);
+  if (found.plus || found.minus) return found.plus == found.minus ? 0 : found.plus ? 1 : -1;
+  if (solid == sheet.getUp()) return 1;
+  if (solid == sheet.getDown()) return -1;
+  return 0;
+}
+
 }  // namespace
 
 RenderDrawGeom3D::RenderDrawGeom3D() = default;
@@ -233,8 +244,7 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
         if (j < 0 || j >= getNumberOfSheets()) return 0.0;  // a boundary that is not there
         const Sheet3D& sheet = sheets_[j];
         if (sheet.getUp() == sheet.getDown()) continue;  // inside the solid, not its boundary
-        // The side of the sheet on which this solid lies.
-        const int side = pointinsolid::sideOfSheet(sheetToSolid_, j, s);
+        const int side = volumeSide(sheetToSolid_, sheet, j, s);
         if (side == 0) continue;  // bounds the solid on both sides or on none
         if (!sheet.isComplete()) return 0.0;
         const int n = sheet.getNumberOfVertices();

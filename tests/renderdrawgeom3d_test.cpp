@@ -386,6 +386,28 @@ TEST(RenderDrawGeom3DMeasures, VolumesAreasAndLengths) {
   EXPECT_EQ(qvtest::unitCube(-1).getVolume(3, {0}), 1.0);
   EXPECT_EQ(qvtest::unitCube(+1, true).getVolume(3, {0}), 1.0);
   EXPECT_EQ(qvtest::unitCube(+1).getVolume(3, {0}), -1.0);
+  // Filled through the public setters, which store orientation 0: the sheets' own domains
+  // give the side (solid down with outward normals, up with inward ones). A sheet whose
+  // domains do not name the solid adds nothing.
+  for (bool inward : {false, true}) {
+    RenderDraw3D cube(RenderDrawGeom3D::DRAW_3D_A, 1);
+    cube.allocate(1, 6, 0, 0);
+    const std::vector<Sheet3D> faces = qvtest::boxFaces({0, 0, 0}, {1, 1, 1}, 0, inward);
+    Lists toSheet(2), toSolid(6);
+    for (int i = 0; i < 6; ++i) {
+      cube.sheet(i) = faces[i];
+      toSheet[1].push_back({i, 0});
+      toSolid[i].push_back({1, 0});
+    }
+    cube.setSolidToSheetAdjacent(toSheet);
+    cube.setSheetToSolidAdjacent(toSolid);
+    cube.setBoundingBox3D(qvtest::boxOf({{0, 0, 0}, {1, 1, 1}}));
+    EXPECT_EQ(cube.getVolume(3, {0}), 1.0) << inward;
+    EXPECT_EQ(cube.getBndArea(3, {0}), 6.0) << inward;
+    cube.sheet(5).setUp(7);
+    cube.sheet(5).setDown(8);
+    EXPECT_DOUBLE_EQ(cube.getVolume(3, {0}), 5.0 / 6.0) << inward;  // the pyramid of 5 faces
+  }
   const RenderDraw3D g = qvtest::twoCubes();
   EXPECT_EQ(g.getVolume(3, {1}), 1.0);
   EXPECT_EQ(g.getVolume(3, {0}), 1.0);  // the inner sheet has the solid on both sides
