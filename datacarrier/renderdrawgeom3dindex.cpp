@@ -103,6 +103,27 @@ struct RenderDrawGeom3DIndex::Tree {
   const Sheet3D::Vertex& vertex(const TriRef& r, int corner) const {
     return vertices[r.sheet][triangles[r.sheet][3 * r.tri + corner]];
   }
+  // Visits (by leaf position) every triangle under the slots that reaches(node, k) accepts,
+  // depth first, each query with its own test of a slot's box.
+  template <class Reaches, class Visit>
+  void forEachReached(Reaches&& reaches, Visit&& visit) const {
+    if (nodes.empty()) return;
+    int stack[kStackSize];
+    int sp = 0;
+    stack[sp++] = 0;
+    while (sp > 0) {
+      const Node4& node = nodes[stack[--sp]];
+      for (int k = 0; k < 4; ++k) {
+        if (node.count[k] < 0 || !reaches(node, k)) continue;
+        if (node.count[k] == 0) {
+          stack[sp++] = node.child[k];
+          continue;
+        }
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
+          visit(i);
+      }
+    }
+  }
   // The corners of leaf triangle i as vertices with their stored positions (no normals).
   void corners(int i, Sheet3D::Vertex* v) const {
     const float* f = &positions[9 * std::size_t(i)];
@@ -512,26 +533,11 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     }
     return tNear <= tFar + 1e-9 * (std::fabs(tNear) + std::fabs(tFar));
   };
-  if (!tree.nodes.empty()) {
-    int stack[kStackSize];
-    int top = 0;
-    stack[top++] = 0;
-    Sheet3D::Vertex v[3];
-    while (top > 0) {
-      const Node4& node = tree.nodes[stack[--top]];
-      for (int k = 0; k < 4; ++k) {
-        if (node.count[k] < 0 || !meets(node, k)) continue;
-        if (node.count[k] == 0) {
-          stack[top++] = node.child[k];
-          continue;
-        }
-        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i) {
-          tree.corners(i, v);
-          test(tree.tris[i], v);
-        }
-      }
-    }
-  }
+  Sheet3D::Vertex v[3];
+  tree.forEachReached(meets, [&](int i) {
+    tree.corners(i, v);
+    test(tree.tris[i], v);
+  });
 
   // The plain query orders by (t, position), a NaN t last, position counting hits in sheet
   // order and then triangle order: (t, sheet, triangle) is the same order.
@@ -687,32 +693,19 @@ bool RenderDrawGeom3DIndex::pointInSolid(const std::vector<double>& p, int solid
     };
     for (const TriRef& r : tree.always)
       collectTriangle(r);
-    if (tree.nodes.empty()) return;
     const double slack = 1e-6 * (step + std::fabs(p[0]) + std::fabs(p[1])) + 1e-300;
     const double lo[2] = {p[0] - step - slack, p[1] - step - slack};
     const double hi[2] = {p[0] + step + slack, p[1] + step + slack};
     // A column that cannot be bounded (a step or coordinates not finite) takes every triangle.
     const bool every = !std::isfinite(lo[0]) || !std::isfinite(lo[1]) || !std::isfinite(hi[0]) ||
                        !std::isfinite(hi[1]) || !std::isfinite(top);
-    int stack[kStackSize];
-    int sp = 0;
-    stack[sp++] = 0;
-    while (sp > 0) {
-      const Node4& node = tree.nodes[stack[--sp]];
-      for (int k = 0; k < 4; ++k) {
-        if (node.count[k] < 0) continue;
-        if (!every && (double(node.hi[2][k]) < top || double(node.lo[0][k]) > hi[0] ||
-                       double(node.hi[0][k]) < lo[0] || double(node.lo[1][k]) > hi[1] ||
-                       double(node.hi[1][k]) < lo[1]))
-          continue;
-        if (node.count[k] == 0) {
-          stack[sp++] = node.child[k];
-          continue;
-        }
-        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
-          collectTriangle(tree.tris[i]);
-      }
-    }
+    tree.forEachReached(
+        [&](const Node4& node, int k) {
+          return every || !(double(node.hi[2][k]) < top || double(node.lo[0][k]) > hi[0] ||
+                            double(node.hi[0][k]) < lo[0] || double(node.lo[1][k]) > hi[1] ||
+                            double(node.hi[1][k]) < lo[1]);
+        },
+        [&](int i) { collectTriangle(tree.tris[i]); });
   };
   auto lines = [this](const std::vector<double>& p0, const std::vector<double>& p1,
                       std::vector<std::vector<double>>& hits, std::vector<int>& hitSheets) {
@@ -738,27 +731,14 @@ std::vector<int> RenderDrawGeom3DIndex::touchingCandidates(const double* lo, con
   std::vector<char> possible(nSheets, 0);
   for (const TriRef& r : tree.always)
     possible[r.sheet] = 1;
-  if (!tree.nodes.empty()) {
-    int stack[kStackSize];
-    int sp = 0;
-    stack[sp++] = 0;
-    while (sp > 0) {
-      const Node4& node = tree.nodes[stack[--sp]];
-      for (int k = 0; k < 4; ++k) {
-        if (node.count[k] < 0) continue;
+  tree.forEachReached(
+      [&](const Node4& node, int k) {
         bool apart = false;
         for (int a = 0; a < 3; ++a)
           apart = apart || double(node.lo[a][k]) > hi[a] || double(node.hi[a][k]) < lo[a];
-        if (apart) continue;
-        if (node.count[k] == 0) {
-          stack[sp++] = node.child[k];
-          continue;
-        }
-        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
-          possible[tree.tris[i].sheet] = 1;
-      }
-    }
-  }
+        return !apart;
+      },
+      [&](int i) { possible[tree.tris[i].sheet] = 1; });
   for (int c : candidates)
     if (possible[c]) kept.push_back(c);
   pruned = true;
