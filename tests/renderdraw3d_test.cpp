@@ -1,6 +1,6 @@
 // The 3D drawing object RenderDraw3D (identity, cloning, the checked cast, its stream form) and
-// checks of the 3D draw geometry on a unit cube: measures, the point-in-solid test, and that
-// corrupt relations and triangles stay within bounds.
+// robustness checks of the 3D draw geometry: corrupt relations, triangles and streams stay
+// within bounds, and the geometry's pruned pick and closest-point loops match the sheet's.
 #define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include <gtest/gtest.h>
 
@@ -79,6 +79,17 @@ RenderDraw3D unitCube(int orientation = -1) {
   return g;
 }
 
+// Another 3D geometry, which the checked cast must refuse.
+struct OtherGeom3D : RenderDrawGeom3D {
+  std::string getClassID() const override { return "RenderGeom3D"; }
+  void serializeRaw(OSerialStream&, nkbase::Prop&) const override {}
+  void deserializeRaw(ISerialStream&) override {}
+  nkboost::shared_ptr<RenderDrawGeom> clone() const override {
+    return nkboost::make_shared<OtherGeom3D>(*this);
+  }
+  DataCarrierType getDataCarrierType() const override { return DC_RENDER_GEOM; }
+};
+
 }  // namespace
 
 TEST(RenderDraw3DObject, IdentityCloneAndCheckedCast) {
@@ -104,15 +115,20 @@ TEST(RenderDraw3DObject, IdentityCloneAndCheckedCast) {
   nkboost::shared_ptr<RenderDraw3D> cast = RenderDraw3D::shared_ptr_cast(copy3);
   EXPECT_EQ(cast.get(), copy3.get());
   EXPECT_EQ(copy3.use_count(), 3);  // copy, copy3 and cast share the object
-  nkboost::shared_ptr<RenderDrawGeom3D> empty;
-  try {
-    RenderDraw3D::shared_ptr_cast(empty);
-    ADD_FAILURE() << "no raise";
-  } catch (const nkbase::Exception& e) {
-    EXPECT_EQ(e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode() + " " +
-                  e.getMessage(),
-              "datacarrier/renderdraw3d:30 Internal_error RenderDraw3D object expected");
+  // An empty pointer and another 3D geometry are refused alike; the latter stays unshared.
+  nkboost::shared_ptr<RenderDrawGeom3D> other = nkboost::make_shared<OtherGeom3D>();
+  for (nkboost::shared_ptr<RenderDrawGeom3D> wrong :
+       {nkboost::shared_ptr<RenderDrawGeom3D>(), other}) {
+    try {
+      RenderDraw3D::shared_ptr_cast(wrong);
+      ADD_FAILURE() << "no raise";
+    } catch (const nkbase::Exception& e) {
+      EXPECT_EQ(e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode() + " " +
+                    e.getMessage(),
+                "datacarrier/renderdraw3d:30 Internal_error RenderDraw3D object expected");
+    }
   }
+  EXPECT_EQ(other.use_count(), 1);
 }
 
 TEST(RenderDraw3DStream, EmptyGeometryWritesEveryLabelInOrder) {
@@ -167,31 +183,6 @@ TEST(RenderDraw3DStream, RoundTripsTruncationsAndRefusedVersions) {
   EXPECT_EQ(codeOf([&] { r.deserializeRaw(huge); }), "End_of_file_reached");
 }
 
-TEST(RenderDrawGeom3DCube, MeasuresAndPointInSolid) {
-  const RenderDraw3D outward = unitCube(-1);
-  const RenderDraw3D inward = unitCube(+1);
-  EXPECT_NEAR(outward.getVolume(3, {0}), 1.0, 1e-15);
-  EXPECT_NEAR(inward.getVolume(3, {0}), -1.0, 1e-15);  // outward normals, solid said outside
-  EXPECT_DOUBLE_EQ(outward.getVolume(2, {0, 5}), 2.0);
-  EXPECT_EQ(outward.getBndArea(3, {0, 0}), 6.0);
-  EXPECT_EQ(outward.getBndArea(2, {0}), 0.0);
-  EXPECT_EQ(outward.getBndArea(3, {-1}), 0.0);
-  EXPECT_EQ(raiseSite([&] { outward.getBndArea(3, {1}); }), site(313, "VEXAL_assertion_failure"));
-  EXPECT_EQ(raiseSite([&] { outward.getVolume(3, {1}); }), site(160, "VEXAL_assertion_failure"));
-
-  EXPECT_TRUE(outward.pointInSolid({0.3, 0.4, 0.2}, 0));
-  EXPECT_TRUE(outward.pointInSolid({1.0, 0.5, 0.5}, 0));  // on the boundary
-  EXPECT_FALSE(outward.pointInSolid({0.3, 0.4, 1.5}, 0));
-  EXPECT_FALSE(outward.pointInSolid({1.5, 0.5, 0.5}, 0));
-  EXPECT_FALSE(inward.pointInSolid({0.3, 0.4, 0.2}, 0));
-  EXPECT_FALSE(outward.pointInSolid({0.3, 0.4, 0.2}, 3));  // no such solid
-
-  std::vector<int> found;
-  outward.findEntitiesInBall({0.5, 0.5, 0.5}, 0.1, 3, false, {0}, found);
-  outward.findEntitiesInBall({0.5, 0.5, 0.5}, 0.1, 3, true, {0}, found);
-  EXPECT_EQ(found, std::vector<int>{0});
-}
-
 TEST(RenderDrawGeom3DCube, CorruptRelationsAndTrianglesStayInBounds) {
   RenderDraw3D g = unitCube();
   // Relations naming sheets and solids that do not exist; a run that a corrupt stream says is
@@ -224,31 +215,6 @@ TEST(RenderDrawGeom3DCube, CorruptRelationsAndTrianglesStayInBounds) {
             }),
             site(840, "VEXAL_assertion_failure"));
   EXPECT_EQ(found, (std::vector<int>{0, 0}));
-}
-
-TEST(RenderDrawGeom3DCube, WireframeOfItselfKeepsPointsAndCurves) {
-  RenderDraw3D g = unitCube();
-  g.allocate(1, 6, 2, 1);  // fresh entities; rebuild the edges below
-  g.point(0).setVertex(1, 2, 3);
-  g.curve(1).reserve(2);
-  g.curve(1).appendVertex(0, 0, 0);
-  g.curve(1).appendVertex(1, 0, 0);
-  g.curve(1).setBoundingBox3D(BoundingBox3D(0.0f, 1.0f, 0.0f, 0.0f, 0.0f, 0.0f));
-  g.curve(1).setValid(true);
-  std::vector<int> unmeshed;
-  g.getUnmeshedEdges(unmeshed);
-  EXPECT_EQ(unmeshed, std::vector<int>{0});
-  g.getUnmeshedFaces(unmeshed);
-  EXPECT_EQ(unmeshed, (std::vector<int>{0, 1, 2, 3, 4, 5}));
-  g.getWireframe(g);
-  EXPECT_EQ(g.getNumberOfSheets(), 0);
-  EXPECT_EQ(g.getNumberOfSolids(), 0);
-  ASSERT_EQ(g.getNumberOfCurves(), 2);
-  EXPECT_EQ(g.getPoint(0).getVertex().z, 3.0f);
-  EXPECT_TRUE(g.getCurve(1).isValid());
-  EXPECT_EQ(g.getCurve(1).getNumberOfVertices(), 2);
-  EXPECT_EQ(g.getCurve(1).getBoundingBox().getMaxX(), 1.0f);
-  EXPECT_FALSE(g.getCurve(0).isValid());
 }
 
 // Every byte of the cube's stream replaced in turn: each copy that still reads back answers
