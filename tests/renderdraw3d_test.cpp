@@ -15,6 +15,7 @@
 // clang-format off
 #include "carrierstreamchecks.h"
 // clang-format on
+#include "models3d.h"
 #include "recordingstream.h"
 
 using nkdatacarrier::Adjacent;
@@ -33,50 +34,6 @@ namespace {
 std::string site(int line, const std::string& code,
                  const std::string& module = "datacarrier/renderdrawgeom3d") {
   return module + ":" + std::to_string(line) + " " + code;
-}
-
-// The unit cube [0, 1]^3 as solid 0: six sheets of two triangles, counter-clockwise seen from
-// outside, normals pointing out. orientation is what sheet-to-solid says of the solid's side.
-RenderDraw3D unitCube(int orientation = -1) {
-  static const float corners[6][4][3] = {
-      {{0, 0, 0}, {0, 0, 1}, {0, 1, 1}, {0, 1, 0}}, {{1, 0, 0}, {1, 1, 0}, {1, 1, 1}, {1, 0, 1}},
-      {{0, 0, 0}, {1, 0, 0}, {1, 0, 1}, {0, 0, 1}}, {{0, 1, 0}, {0, 1, 1}, {1, 1, 1}, {1, 1, 0}},
-      {{0, 0, 0}, {0, 1, 0}, {1, 1, 0}, {1, 0, 0}}, {{0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}}};
-  static const float normals[6][3] = {{-1, 0, 0}, {1, 0, 0},  {0, -1, 0},
-                                      {0, 1, 0},  {0, 0, -1}, {0, 0, 1}};
-  RenderDraw3D g(RenderDrawGeom3D::DRAW_3D_A, 7);
-  g.allocate(1, 6, 0, 0);
-  RenderDrawGeom::AdjacencyLists solidToSheet(2);
-  for (int f = 0; f < 6; ++f) {
-    Sheet3D& s = g.sheet(f);
-    s.allocate(4, 2);
-    float lo[3] = {1, 1, 1};
-    float hi[3] = {0, 0, 0};
-    for (int v = 0; v < 4; ++v) {
-      const float* c = corners[f][v];
-      s.setVertex(v, c[0], c[1], c[2], normals[f][0], normals[f][1], normals[f][2]);
-      for (int k = 0; k < 3; ++k) {
-        lo[k] = std::min(lo[k], c[k]);
-        hi[k] = std::max(hi[k], c[k]);
-      }
-    }
-    s.setTriangle(0, 0, 1, 2);
-    s.setTriangle(1, 0, 2, 3);
-    s.setBoundingBox3D(BoundingBox3D(lo[0], hi[0], lo[1], hi[1], lo[2], hi[2]));
-    s.setUp(-1);
-    s.setDown(0);
-    s.setValid(true);
-    s.setComplete(true);
-    solidToSheet[1].push_back({f, 0});
-  }
-  g.setSolidToSheetAdjacent(solidToSheet);
-  Adjacent& sides = g.sheetToSolidAdjacent();
-  sides.allocate(6, 6);
-  for (int f = 0; f < 6; ++f)
-    sides.setAdjacent(f, std::vector<std::pair<int, int>>{{0, orientation}});
-  g.setBoundingBox3D(BoundingBox3D(0.0f, 1.0f, 0.0f, 1.0f, 0.0f, 1.0f));
-  g.setBoundingBoxSolid(0, BoundingBox3D(0.0f, 1.0f, 0.0f, 1.0f, 0.0f, 1.0f));
-  return g;
 }
 
 // Another 3D geometry, which the checked cast must refuse.
@@ -104,7 +61,7 @@ TEST(RenderDraw3DObject, IdentityCloneAndCheckedCast) {
   EXPECT_EQ(d.getId(), -3);
   EXPECT_EQ(RenderDraw3D().getObjectType(), RenderDrawGeom::UNSET);
 
-  RenderDraw3D cube = unitCube();
+  RenderDraw3D cube = qvtest::unitCube(-1);
   nkboost::shared_ptr<RenderDrawGeom> copy = cube.clone();
   EXPECT_EQ(copy->getClassID(), "RenderDraw3D");
   cube.sheet(0).setValid(false);
@@ -158,9 +115,9 @@ TEST(RenderDraw3DStream, EmptyGeometryWritesEveryLabelInOrder) {
 }
 
 TEST(RenderDraw3DStream, RoundTripsTruncationsAndRefusedVersions) {
-  RenderDraw3D g = unitCube();
+  RenderDraw3D g = qvtest::unitCube(-1);
   g.allocate(1, 7, 2, 1);  // allocate resets every entity: rebuild the cube over it
-  g = unitCube();
+  g = qvtest::unitCube(-1);
   g.setLabel("cube");
   const std::vector<std::string> expected = written(g);
   for (const RenderDraw3D& r : qvtest::streamCopies(g)) {
@@ -184,7 +141,7 @@ TEST(RenderDraw3DStream, RoundTripsTruncationsAndRefusedVersions) {
 }
 
 TEST(RenderDrawGeom3DCube, CorruptRelationsAndTrianglesStayInBounds) {
-  RenderDraw3D g = unitCube();
+  RenderDraw3D g = qvtest::unitCube(-1);
   // Relations naming sheets and solids that do not exist; a run that a corrupt stream says is
   // longer than its array.
   g.solidToSheetAdjacent().allocate(1, 8);
@@ -220,9 +177,9 @@ TEST(RenderDrawGeom3DCube, CorruptRelationsAndTrianglesStayInBounds) {
 // Every byte of the cube's stream replaced in turn: each copy that still reads back answers
 // every query without reading outside its arrays (checked under the sanitizers).
 TEST(RenderDrawGeom3DCube, EveryQueryOnMutatedStreamsStaysInBounds) {
-  RenderDraw3D cube = unitCube();
+  RenderDraw3D cube = qvtest::unitCube(-1);
   cube.allocate(1, 6, 1, 1);
-  cube = unitCube();
+  cube = qvtest::unitCube(-1);
   const std::vector<char> bytes = qvtest::binaryOf(cube);
   int readBack = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
