@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 
@@ -137,7 +138,7 @@ void RenderDrawEdit2D::Edge::evalCoord(double u, double& x, double& y) const {
   const double* wx = &ctrl_(s - p, 0);
   const double* wy = &ctrl_(s - p, 1);
   const double* w = &ctrl_(s - p, 2);
-  const int rowStride = ctrl_.stride(0);
+  const std::ptrdiff_t rowStride = ctrl_.stride(0);
   double cx = 0.0, cy = 0.0, cw = 0.0;
   for (int j = 0; j <= p; ++j) {
     cx += N[j] * wx[j * rowStride];

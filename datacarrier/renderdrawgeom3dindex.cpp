@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <utility>
@@ -101,7 +102,7 @@ struct RenderDrawGeom3DIndex::Tree {
   std::vector<const int*> triangles;
 
   const Sheet3D::Vertex& vertex(const TriRef& r, int corner) const {
-    return vertices[r.sheet][triangles[r.sheet][3 * r.tri + corner]];
+    return vertices[r.sheet][triangles[r.sheet][3 * std::ptrdiff_t(r.tri) + corner]];
   }
   // Visits (by leaf position) every triangle under the slots that reaches(node, k) accepts,
   // depth first, each query with its own test of a slot's box.
@@ -344,7 +345,8 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     tree->vertices[k] = verts;
     tree->triangles[k] = idx;
     for (int i = 0; i < nTri; ++i) {
-      const int ia = idx[3 * i], ib = idx[3 * i + 1], ic = idx[3 * i + 2];
+      const int* tri = idx + 3 * std::ptrdiff_t(i);
+      const int ia = tri[0], ib = tri[1], ic = tri[2];
       // A triangle naming a vertex the sheet does not have cannot be tested without reading
       // past the vertex array; it is left out.
       if (ia < 0 || ib < 0 || ic < 0 || ia >= nVert || ib >= nVert || ic >= nVert) continue;
@@ -611,7 +613,8 @@ int RenderDrawGeom3DIndex::findClosestPoint(const std::vector<double>& p,
       const int nVert = sheet.getNumberOfVertices();
       const int* idx = tree.triangles[s];
       for (int t = 0; t < nTri; ++t) {
-        const int ia = idx[3 * t], ib = idx[3 * t + 1], ic = idx[3 * t + 2];
+        const int* tri = idx + 3 * std::ptrdiff_t(t);
+        const int ia = tri[0], ib = tri[1], ic = tri[2];
         if (ia < 0 || ib < 0 || ic < 0 || ia >= nVert || ib >= nVert || ic >= nVert) continue;
         offer({s, t});
       }
