@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 
@@ -137,7 +138,7 @@ void RenderDrawEdit2D::Edge::evalCoord(double u, double& x, double& y) const {
   const double* wx = &ctrl_(s - p, 0);
   const double* wy = &ctrl_(s - p, 1);
   const double* w = &ctrl_(s - p, 2);
-  const int rowStride = ctrl_.stride(0);
+  const std::ptrdiff_t rowStride = ctrl_.stride(0);
   double cx = 0.0, cy = 0.0, cw = 0.0;
   for (int j = 0; j <= p; ++j) {
     cx += N[j] * wx[j * rowStride];
@@ -420,31 +421,31 @@ void RenderDrawEdit2D::deserializeRaw(ISerialStream& is) {
 // The sketch is edited and drawn, never measured or selected. These raises carry the fixed
 // lines of their error reports.
 double RenderDrawEdit2D::getVolume(int, const std::vector<int>&) const {
-  DC_RAISE_AT(314, "Unsupported_operation_on_this_type_of_object");
+  DC_RAISE_AT(314, errors::kUnsupportedOperation);
 }
 
 double RenderDrawEdit2D::getBndArea(int, const std::vector<int>&) const {
-  DC_RAISE_AT(318, "Unsupported_operation_on_this_type_of_object");
+  DC_RAISE_AT(318, errors::kUnsupportedOperation);
 }
 
 void RenderDrawEdit2D::findEntitiesInBall(const std::vector<double>&, double, int, bool,
                                           const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE_AT(356, "Unsupported_operation_on_this_type_of_object");
+  DC_RAISE_AT(356, errors::kUnsupportedOperation);
 }
 
 void RenderDrawEdit2D::findEntitiesInBox(const std::vector<double>&, int, bool,
                                          const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE_AT(362, "Unsupported_operation_on_this_type_of_object");
+  DC_RAISE_AT(362, errors::kUnsupportedOperation);
 }
 
 bool RenderDrawEdit2D::isInBall(const std::vector<double>&, double, int, bool,
                                 const std::vector<int>&) const {
-  DC_RAISE_AT(367, "Unsupported_operation_on_this_type_of_object");
+  DC_RAISE_AT(367, errors::kUnsupportedOperation);
 }
 
 bool RenderDrawEdit2D::isInBox(const std::vector<double>&, int, bool,
                                const std::vector<int>&) const {
-  DC_RAISE_AT(372, "Unsupported_operation_on_this_type_of_object");
+  DC_RAISE_AT(372, errors::kUnsupportedOperation);
 }
 
 }  // namespace nkdatacarrier

@@ -10,6 +10,7 @@
 
 #include "datacarrier/boundingbox2d.h"
 #include "datacarrier/datacarrierexport.h"
+#include "datacarrier/errorcodes.h"
 #include "datacarrier/renderdrawgeom.h"
 #include "qvutil/array.h"
 #include "qvutil/exception.h"
@@ -193,7 +194,7 @@ class QVDATACARRIER_EXPORT RenderDrawEdit2D : public RenderDrawGeom {
                const std::vector<int>& candidates) const override;
   int numUniquePointsEstimate() const override {
     throw nkbase::Exception("datacarrier/renderdrawedit2d.h", 171,
-                            "numUniquePointsEstimate not implemented in edit2D");
+                            errors::kNumUniquePointsEstimateNotEdit2D);
   }
 
  private:

@@ -1,6 +1,7 @@
 #include "datacarrier/renderdrawgeom3d.h"
 
 #include "datacarrier/internal/drawgeomtools.h"
+#include "datacarrier/internal/pointinsolid.h"
 #include "datacarrier/internal/segmentmath.h"
 #include "datacarrier/internal/selection.h"
 #include "datacarrier/internal/serialio.h"
@@ -43,12 +44,6 @@ float largestSide(const BoundingBox3D& b) {
   if (dz > largest) largest = dz;
   return largest;
 }
-
-// A projected triangle edge of the point-in-solid search: two 2D points in single precision.
-struct Segment2 {
-  float a[2];
-  float b[2];
-};
 
 // The hit order of a line query: by t, then by order of finding. A NaN t (only from corrupt
 // coordinates) sorts last, so that the order stays a strict weak one.
@@ -156,23 +151,15 @@ struct LineReach {
   bool usable;
 };
 
-// The side of sheet on which solid lies, from the sheet-to-solid relation: +1 (the side into
-// which the sheet's normals point) or -1 when the sheet's entries naming the solid carry only
-// that orientation, 0 when they carry both or neither (the sheet does not bound the solid, or
-// bounds it on both sides).
-int sideOfSheet(const Adjacent& sheetToSolid, int sheet, int solid) {
-  const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid, sheet);
-  if (sides.count == 0) return 0;
-  // Within the clamped run, so the orientations beside it exist.
-  const int* orientations = sheetToSolid.getAdjacentOrientations(sheet);
-  bool plus = false;
-  bool minus = false;
-  for (int m = 0; m < sides.count; ++m) {
-    if (sides.adjacents[m] != solid) continue;
-    plus = plus || orientations[m] == 1;
-    minus = minus || orientations[m] == -1;
-  }
-  return plus == minus ? 0 : plus ? 1 : -1;
+// The side of sheet (number j) on which solid lies, for the volume: from the orientations of
+// the sheet-to-solid entries naming the solid when any carries +1 or -1; otherwise (the public
+// setter stores orientation 0) from the sheet's own domains, up acting as +1 and down as -1.
+int volumeSide(const Adjacent& sheetToSolid, const Sheet3D& sheet, int j, int solid) {
+  const pointinsolid::Orientations found = pointinsolid::orientationsOf(sheetToSolid, j, solid);
+  if (found.plus || found.minus) return found.plus == found.minus ? 0 : found.plus ? 1 : -1;
+  if (solid == sheet.getUp()) return 1;
+  if (solid == sheet.getDown()) return -1;
+  return 0;
 }
 
 }  // namespace
@@ -257,8 +244,7 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
         if (j < 0 || j >= getNumberOfSheets()) return 0.0;  // a boundary that is not there
         const Sheet3D& sheet = sheets_[j];
         if (sheet.getUp() == sheet.getDown()) continue;  // inside the solid, not its boundary
-        // The side of the sheet on which this solid lies.
-        const int side = sideOfSheet(sheetToSolid_, j, s);
+        const int side = volumeSide(sheetToSolid_, sheet, j, s);
         if (side == 0) continue;  // bounds the solid on both sides or on none
         if (!sheet.isComplete()) return 0.0;
         const int n = sheet.getNumberOfVertices();
@@ -407,109 +393,44 @@ void RenderDrawGeom3D::findPlaneIntersections(const Array<double, 1>& planePoint
 }
 
 bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) const {
-  // 1. The distance to the solid's boundary; none measurable (no valid sheet) decides nothing.
-  const drawgeom::AdjacentRun run = drawgeom::adjacentRun(solidToSheet_, solid);
-  const std::vector<int> own(run.adjacents, run.adjacents + run.count);
-  std::vector<double> c;
-  findClosestPoint(p, own, c);
-  const double ex = p[0] - c[0];
-  const double ey = p[1] - c[1];
-  const double ez = p[2] - c[2];
-  const double dist = std::sqrt(ex * ex + ey * ey + ez * ez);
-  if (dist <= 0.0) return true;  // on the boundary
-  if (std::isnan(dist)) return false;
-
-  // 2. The cube of half size step about p lies strictly inside the ball that no sheet enters.
-  const double step = dist / std::sqrt(3.0) * 0.95;
-  const double top = p[2] + step;
-
-  // 3. Every triangle edge of the solid reaching the cube's top face, cut to its part at or
-  // above it and projected along z, relative to p.
-  std::vector<Segment2> segments;
-  const double reach = step * 1.001;
-  for (int j : own) {
-    const Sheet3D& sheet = sheets_[j];  // findClosestPoint has checked every index
-    if (!sheet.isValid() || !(double(sheet.getBoundingBox().getMaxZ()) >= top)) continue;
-    const int n = sheet.getNumberOfVertices();
-    const Sheet3D::Vertex* v = sheet.getVertexArray();
-    const int* corners = sheet.getTriangleArray();
-    for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
-      if (!trianglemath::indicesValid(corners, n)) continue;
-      for (int e = 0; e < 3; ++e) {
-        const Sheet3D::Vertex& a = v[corners[e]];
-        const Sheet3D::Vertex& b = v[corners[(e + 1) % 3]];
-        const double az = double(a.z);
-        const double bz = double(b.z);
-        if (az < top && bz < top) continue;
-        double ax = double(a.x), ay = double(a.y);
-        double bx = double(b.x), by = double(b.y);
-        if (az < top) {  // move a up the edge to the top face
-          const double s = (top - az) / double(float(b.z - a.z));
-          ax = ax + s * double(float(b.x - a.x));
-          ay = ay + s * double(float(b.y - a.y));
-        } else if (bz < top) {
-          const double s = (top - bz) / double(float(a.z - b.z));
-          bx = bx + s * double(float(a.x - b.x));
-          by = by + s * double(float(a.y - b.y));
+  auto closest = [this](const std::vector<double>& point, const std::vector<int>& sheets,
+                        std::vector<double>& c) { findClosestPoint(point, sheets, c); };
+  // Every triangle edge of the listed sheets reaching top, less those wholly beside the search
+  // square (by far more than any rounding), which meet none of its quadrants.
+  auto collect = [this, &p](const std::vector<int>& sheets, double step, double top,
+                            std::vector<pointinsolid::Segment2>& segments) {
+    const double reach = step * 1.001;
+    for (int j : sheets) {
+      const Sheet3D& sheet = sheets_[j];  // findClosestPoint has checked every index
+      if (!sheet.isValid() || !(double(sheet.getBoundingBox().getMaxZ()) >= top)) continue;
+      const int n = sheet.getNumberOfVertices();
+      const Sheet3D::Vertex* v = sheet.getVertexArray();
+      const int* corners = sheet.getTriangleArray();
+      for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
+        if (!trianglemath::indicesValid(corners, n)) continue;
+        for (int e = 0; e < 3; ++e) {
+          pointinsolid::Segment2 segment;
+          if (!pointinsolid::projectAboveTop(v[corners[e]], v[corners[(e + 1) % 3]], top, p.data(),
+                                             segment)) {
+            continue;
+          }
+          if (std::min(segment.a[0], segment.b[0]) > reach ||
+              std::max(segment.a[0], segment.b[0]) < -reach ||
+              std::min(segment.a[1], segment.b[1]) > reach ||
+              std::max(segment.a[1], segment.b[1]) < -reach) {
+            continue;
+          }
+          segments.push_back(segment);
         }
-        const Segment2 segment{{float(ax - p[0]), float(ay - p[1])},
-                               {float(bx - p[0]), float(by - p[1])}};
-        // One wholly beside the search square (by far more than any rounding) meets none of
-        // its quadrants: leaving it out changes no count of the search below.
-        if (std::min(segment.a[0], segment.b[0]) > reach ||
-            std::max(segment.a[0], segment.b[0]) < -reach ||
-            std::min(segment.a[1], segment.b[1]) > reach ||
-            std::max(segment.a[1], segment.b[1]) < -reach) {
-          continue;
-        }
-        segments.push_back(segment);
       }
     }
-  }
-
-  // 4. Quadtree search of the top face for a square that no projected edge crosses.
-  double sq[4] = {-step, step, -step, step};  // min x, max x, min y, max y
-  std::vector<Segment2> crossing[4];
-  for (int pass = 0; pass < 30; ++pass) {
-    const double mx = (sq[0] + sq[1]) * 0.5;
-    const double my = (sq[2] + sq[3]) * 0.5;
-    const double e = 0.0001 * (sq[1] - sq[0]);
-    const double quadrants[4][4] = {{mx + e, sq[1], my + e, sq[3]},
-                                    {sq[0], mx - e, my + e, sq[3]},
-                                    {sq[0], mx - e, sq[2], my - e},
-                                    {mx + e, sq[1], sq[2], my - e}};
-    int best = 0;
-    for (int q = 0; q < 4; ++q) {
-      const segmentmath::CenteredBox<2> box(quadrants[q]);
-      crossing[q].clear();
-      for (const Segment2& s : segments) {
-        if (segmentmath::segmentMeetsBox<2>(box, s.a, s.b)) crossing[q].push_back(s);
-      }
-      if (crossing[q].size() < crossing[best].size()) best = q;
-    }
-    std::copy(quadrants[best], quadrants[best] + 4, sq);
-    segments.swap(crossing[best]);
-    if (segments.empty()) break;
-  }
-
-  // 5. The ray from p through the centre of that square on the top face.
-  const std::vector<double> q = {p[0] + (sq[0] + sq[1]) * 0.5, p[1] + (sq[2] + sq[3]) * 0.5,
-                                 p[2] + step};
-  const double d[3] = {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
-  std::vector<std::vector<double>> hits;
-  std::vector<int> hitSheets;
-  findLineIntersections(p, q, hits, hitSheets);
-
-  // 6. The first hit ahead on a sheet that has the solid on exactly one side decides.
-  for (std::size_t i = 0; i < hits.size(); ++i) {
-    if (hits[i][0] <= 0.0) continue;
-    const int k = hitSheets[i];
-    const int side = sideOfSheet(sheetToSolid_, k, solid);
-    if (side == 0) continue;
-    const double nd = hits[i][1] * d[0] + hits[i][2] * d[1] + hits[i][3] * d[2];
-    return side > 0 ? nd < 0.0 : nd > 0.0;
-  }
-  return false;
+  };
+  auto lines = [this](const std::vector<double>& p0, const std::vector<double>& p1,
+                      std::vector<std::vector<double>>& hits, std::vector<int>& hitSheets) {
+    findLineIntersections(p0, p1, hits, hitSheets);
+  };
+  return pointinsolid::pointInSolid(p, solid, solidToSheet_, sheetToSolid_, closest, collect,
+                                    lines);
 }
 
 BoundingBox3D RenderDrawGeom3D::getRotatedBoundingBox(const std::vector<double>& p,

@@ -126,9 +126,11 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3D : public RenderDrawGeom {
   // the whole bounding box (summed six-fold, divided by 6 once at the end), each sheet's sum
   // taken with the sign opposite to the sheet's orientation towards this solid (sheet-to-solid
   // relation). Outward normals with orientation -1 and inward normals with +1 thus both give a
-  // closed solid a positive volume. A sheet whose entries name the solid on both sides, or on none
-  // (orientation 0), adds nothing. A bounding sheet that is not complete, or a relation entry
-  // naming no sheet, makes the result 0.0.
+  // closed solid a positive volume. A sheet whose entries for the solid carry both +1 and -1
+  // adds nothing. When none of them carries +1 or -1 (as setSheetToSolidAdjacent stores them),
+  // the sheet's own domains give the side: the solid as getUp() counts as +1, as getDown() as
+  // -1, neither adds nothing. A bounding sheet that is not complete, or a relation entry naming
+  // no sheet, makes the result 0.0.
   double getVolume(int dim, const std::vector<int>& entities) const override;
   // dim 3: the summed areas (Sheet3D::getArea, 0.0 for an incomplete sheet) of the sheets that
   // bound the listed solids with different domains on their two sides, each sheet once; any

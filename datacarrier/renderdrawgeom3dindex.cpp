@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <utility>
 
+#include "datacarrier/internal/drawgeomtools.h"
+#include "datacarrier/internal/pointinsolid.h"
 #include "datacarrier/internal/segmentmath.h"
 #include "datacarrier/internal/trianglemath.h"
 #include "datacarrier/renderdrawgeom3d.h"
@@ -99,7 +102,28 @@ struct RenderDrawGeom3DIndex::Tree {
   std::vector<const int*> triangles;
 
   const Sheet3D::Vertex& vertex(const TriRef& r, int corner) const {
-    return vertices[r.sheet][triangles[r.sheet][3 * r.tri + corner]];
+    return vertices[r.sheet][triangles[r.sheet][3 * std::ptrdiff_t(r.tri) + corner]];
+  }
+  // Visits (by leaf position) every triangle under the slots that reaches(node, k) accepts,
+  // depth first, each query with its own test of a slot's box.
+  template <class Reaches, class Visit>
+  void forEachReached(Reaches&& reaches, Visit&& visit) const {
+    if (nodes.empty()) return;
+    int stack[kStackSize];
+    int sp = 0;
+    stack[sp++] = 0;
+    while (sp > 0) {
+      const Node4& node = nodes[stack[--sp]];
+      for (int k = 0; k < 4; ++k) {
+        if (node.count[k] < 0 || !reaches(node, k)) continue;
+        if (node.count[k] == 0) {
+          stack[sp++] = node.child[k];
+          continue;
+        }
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
+          visit(i);
+      }
+    }
   }
   // The corners of leaf triangle i as vertices with their stored positions (no normals).
   void corners(int i, Sheet3D::Vertex* v) const {
@@ -283,30 +307,6 @@ struct ClosestState {
   }
 };
 
-// A projected triangle edge of the point-in-solid search: two 2D points in single precision.
-struct Segment2 {
-  float a[2];
-  float b[2];
-};
-
-// The run of source in relation, clamped to the relation's arrays, as the geometry reads it:
-// nothing for a source the relation was not allocated for.
-struct AdjacentRun {
-  const int* adjacents;
-  int count;
-};
-
-AdjacentRun adjacentRun(const Adjacent& relation, int source) {
-  if (source < 0 || source >= relation.getNumberOfFromIndices()) return {nullptr, 0};
-  const int total = relation.getTotalNumberOfAdjacents();
-  const int start = relation.getStartIndexInTotalArray(source);
-  if (start >= total) return {nullptr, 0};
-  const int* adjacents = relation.getAdjacents(source);
-  if (adjacents == nullptr) return {nullptr, 0};
-  const int count = std::min(relation.getNumberOfAdjacents(source), total - start);
-  return {adjacents, std::max(count, 0)};
-}
-
 struct LineHit {
   double t;
   int sheet;
@@ -345,7 +345,8 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     tree->vertices[k] = verts;
     tree->triangles[k] = idx;
     for (int i = 0; i < nTri; ++i) {
-      const int ia = idx[3 * i], ib = idx[3 * i + 1], ic = idx[3 * i + 2];
+      const int* tri = idx + 3 * std::ptrdiff_t(i);
+      const int ia = tri[0], ib = tri[1], ic = tri[2];
       // A triangle naming a vertex the sheet does not have cannot be tested without reading
       // past the vertex array; it is left out.
       if (ia < 0 || ib < 0 || ic < 0 || ia >= nVert || ib >= nVert || ic >= nVert) continue;
@@ -534,26 +535,11 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     }
     return tNear <= tFar + 1e-9 * (std::fabs(tNear) + std::fabs(tFar));
   };
-  if (!tree.nodes.empty()) {
-    int stack[kStackSize];
-    int top = 0;
-    stack[top++] = 0;
-    Sheet3D::Vertex v[3];
-    while (top > 0) {
-      const Node4& node = tree.nodes[stack[--top]];
-      for (int k = 0; k < 4; ++k) {
-        if (node.count[k] < 0 || !meets(node, k)) continue;
-        if (node.count[k] == 0) {
-          stack[top++] = node.child[k];
-          continue;
-        }
-        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i) {
-          tree.corners(i, v);
-          test(tree.tris[i], v);
-        }
-      }
-    }
-  }
+  Sheet3D::Vertex v[3];
+  tree.forEachReached(meets, [&](int i) {
+    tree.corners(i, v);
+    test(tree.tris[i], v);
+  });
 
   // The plain query orders by (t, position), a NaN t last, position counting hits in sheet
   // order and then triangle order: (t, sheet, triangle) is the same order.
@@ -627,7 +613,8 @@ int RenderDrawGeom3DIndex::findClosestPoint(const std::vector<double>& p,
       const int nVert = sheet.getNumberOfVertices();
       const int* idx = tree.triangles[s];
       for (int t = 0; t < nTri; ++t) {
-        const int ia = idx[3 * t], ib = idx[3 * t + 1], ic = idx[3 * t + 2];
+        const int* tri = idx + 3 * std::ptrdiff_t(t);
+        const int ia = tri[0], ib = tri[1], ic = tri[2];
         if (ia < 0 || ib < 0 || ic < 0 || ia >= nVert || ib >= nVert || ic >= nVert) continue;
         offer({s, t});
       }
@@ -679,141 +666,56 @@ int RenderDrawGeom3DIndex::findClosestPoint(const std::vector<double>& p,
 bool RenderDrawGeom3DIndex::pointInSolid(const std::vector<double>& p, int solid) const {
   const RenderDrawGeom3D& geom = *geometry_;
   const Tree& tree = *tree_;
-  // 1. The distance to the solid's boundary; none measurable (no valid sheet) decides nothing.
-  const AdjacentRun run = adjacentRun(geom.getSolidToSheetAdjacent(), solid);
-  const std::vector<int> own(run.adjacents, run.adjacents + run.count);
-  std::vector<double> c;
-  findClosestPoint(p, own, c);
-  const double ex = p[0] - c[0];
-  const double ey = p[1] - c[1];
-  const double ez = p[2] - c[2];
-  const double dist = std::sqrt(ex * ex + ey * ey + ez * ez);
-  if (dist <= 0.0) return true;
-  if (std::isnan(dist)) return false;
-  const double step = dist / std::sqrt(3.0) * 0.95;
-  const double top = p[2] + step;
-
-  // 2. The projected parts of the triangle edges at or above top. A segment that does not
-  // cross the start square [-step, step]^2 never counts in the search below, so only the
-  // triangles whose boxes reach the square's column above top are asked for (the column grown
-  // for the rounding of the projection to float), each sheet as often as the solid lists it.
-  const int nSheets = geom.getNumberOfSheets();
-  std::vector<int> multiplicity(nSheets, 0);
-  for (int j : own) {
-    // findClosestPoint has checked every index.
-    if (!tree.vertices[j]) continue;
-    if (!(double(geom.getSheet(j).getBoundingBox().getMaxZ()) >= top)) continue;
-    ++multiplicity[j];
-  }
-  std::vector<Segment2> segments;
-  auto collect = [&](const TriRef& r) {
-    const int m = multiplicity[r.sheet];
-    if (m == 0) return;
-    for (int e = 0; e < 3; ++e) {
-      const Sheet3D::Vertex& a = tree.vertex(r, e);
-      const Sheet3D::Vertex& b = tree.vertex(r, (e + 1) % 3);
-      const double az = double(a.z);
-      const double bz = double(b.z);
-      if (az < top && bz < top) continue;
-      double ax = double(a.x), ay = double(a.y);
-      double bx = double(b.x), by = double(b.y);
-      if (az < top) {
-        const double s = (top - az) / double(float(b.z - a.z));
-        ax = ax + s * double(float(b.x - a.x));
-        ay = ay + s * double(float(b.y - a.y));
-      } else if (bz < top) {
-        const double s = (top - bz) / double(float(a.z - b.z));
-        bx = bx + s * double(float(a.x - b.x));
-        by = by + s * double(float(a.y - b.y));
-      }
-      const Segment2 seg{{float(ax - p[0]), float(ay - p[1])},
-                         {float(bx - p[0]), float(by - p[1])}};
-      for (int k = 0; k < m; ++k)
-        segments.push_back(seg);
+  auto closest = [this](const std::vector<double>& point, const std::vector<int>& sheets,
+                        std::vector<double>& c) { findClosestPoint(point, sheets, c); };
+  // A segment that does not cross the start square [-step, step]^2 never counts in the search,
+  // so only the triangles whose boxes reach the square's column above top are asked for (the
+  // column grown for the rounding of the projection to float), each sheet as often as the
+  // solid lists it.
+  auto collect = [&geom, &tree, &p](const std::vector<int>& sheets, double step, double top,
+                                    std::vector<pointinsolid::Segment2>& segments) {
+    std::vector<int> multiplicity(geom.getNumberOfSheets(), 0);
+    for (int j : sheets) {
+      // findClosestPoint has checked every index.
+      if (!tree.vertices[j]) continue;
+      if (!(double(geom.getSheet(j).getBoundingBox().getMaxZ()) >= top)) continue;
+      ++multiplicity[j];
     }
-  };
-  for (const TriRef& r : tree.always)
-    collect(r);
-  if (!tree.nodes.empty()) {
+    auto collectTriangle = [&](const TriRef& r) {
+      const int m = multiplicity[r.sheet];
+      if (m == 0) return;
+      for (int e = 0; e < 3; ++e) {
+        pointinsolid::Segment2 seg;
+        if (!pointinsolid::projectAboveTop(tree.vertex(r, e), tree.vertex(r, (e + 1) % 3), top,
+                                           p.data(), seg)) {
+          continue;
+        }
+        for (int k = 0; k < m; ++k)
+          segments.push_back(seg);
+      }
+    };
+    for (const TriRef& r : tree.always)
+      collectTriangle(r);
     const double slack = 1e-6 * (step + std::fabs(p[0]) + std::fabs(p[1])) + 1e-300;
     const double lo[2] = {p[0] - step - slack, p[1] - step - slack};
     const double hi[2] = {p[0] + step + slack, p[1] + step + slack};
     // A column that cannot be bounded (a step or coordinates not finite) takes every triangle.
     const bool every = !std::isfinite(lo[0]) || !std::isfinite(lo[1]) || !std::isfinite(hi[0]) ||
                        !std::isfinite(hi[1]) || !std::isfinite(top);
-    int stack[kStackSize];
-    int sp = 0;
-    stack[sp++] = 0;
-    while (sp > 0) {
-      const Node4& node = tree.nodes[stack[--sp]];
-      for (int k = 0; k < 4; ++k) {
-        if (node.count[k] < 0) continue;
-        if (!every && (double(node.hi[2][k]) < top || double(node.lo[0][k]) > hi[0] ||
-                       double(node.hi[0][k]) < lo[0] || double(node.lo[1][k]) > hi[1] ||
-                       double(node.hi[1][k]) < lo[1]))
-          continue;
-        if (node.count[k] == 0) {
-          stack[sp++] = node.child[k];
-          continue;
-        }
-        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
-          collect(tree.tris[i]);
-      }
-    }
-  }
-
-  // 3. Quadtree search of the top face for a square that no projected edge crosses. Only the
-  // number of crossing segments per quadrant matters, not their order.
-  double sq[4] = {-step, step, -step, step};
-  std::vector<Segment2> crossing[4];
-  for (int pass = 0; pass < 30; ++pass) {
-    const double mx = (sq[0] + sq[1]) * 0.5;
-    const double my = (sq[2] + sq[3]) * 0.5;
-    const double e = 0.0001 * (sq[1] - sq[0]);
-    const double quadrants[4][4] = {{mx + e, sq[1], my + e, sq[3]},
-                                    {sq[0], mx - e, my + e, sq[3]},
-                                    {sq[0], mx - e, sq[2], my - e},
-                                    {mx + e, sq[1], sq[2], my - e}};
-    int best = 0;
-    for (int q = 0; q < 4; ++q) {
-      const segmentmath::CenteredBox<2> box(quadrants[q]);
-      crossing[q].clear();
-      for (const Segment2& s : segments) {
-        if (segmentmath::segmentMeetsBox<2>(box, s.a, s.b)) crossing[q].push_back(s);
-      }
-      if (crossing[q].size() < crossing[best].size()) best = q;
-    }
-    std::copy(quadrants[best], quadrants[best] + 4, sq);
-    segments.swap(crossing[best]);
-    if (segments.empty()) break;
-  }
-
-  // 4. The ray through the centre of that square, and the first hit ahead on a sheet that has
-  // the solid on exactly one side.
-  const std::vector<double> q = {p[0] + (sq[0] + sq[1]) * 0.5, p[1] + (sq[2] + sq[3]) * 0.5,
-                                 p[2] + step};
-  const double d[3] = {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
-  std::vector<std::vector<double>> hits;
-  std::vector<int> hitSheets;
-  findLineIntersections(p, q, hits, hitSheets);
-  const Adjacent& sheetToSolid = geom.getSheetToSolidAdjacent();
-  for (std::size_t i = 0; i < hits.size(); ++i) {
-    if (hits[i][0] <= 0.0) continue;
-    const int k = hitSheets[i];
-    const AdjacentRun sides = adjacentRun(sheetToSolid, k);
-    const int* orientations = sheetToSolid.getAdjacentOrientations(k);
-    bool plus = false;
-    bool minus = false;
-    for (int m = 0; m < sides.count; ++m) {
-      if (sides.adjacents[m] != solid) continue;
-      plus = plus || orientations[m] == 1;
-      minus = minus || orientations[m] == -1;
-    }
-    if (plus == minus) continue;
-    const double nd = hits[i][1] * d[0] + hits[i][2] * d[1] + hits[i][3] * d[2];
-    return plus ? nd < 0.0 : nd > 0.0;
-  }
-  return false;
+    tree.forEachReached(
+        [&](const Node4& node, int k) {
+          return every || !(double(node.hi[2][k]) < top || double(node.lo[0][k]) > hi[0] ||
+                            double(node.hi[0][k]) < lo[0] || double(node.lo[1][k]) > hi[1] ||
+                            double(node.hi[1][k]) < lo[1]);
+        },
+        [&](int i) { collectTriangle(tree.tris[i]); });
+  };
+  auto lines = [this](const std::vector<double>& p0, const std::vector<double>& p1,
+                      std::vector<std::vector<double>>& hits, std::vector<int>& hitSheets) {
+    findLineIntersections(p0, p1, hits, hitSheets);
+  };
+  return pointinsolid::pointInSolid(p, solid, geom.getSolidToSheetAdjacent(),
+                                    geom.getSheetToSolidAdjacent(), closest, collect, lines);
 }
 
 std::vector<int> RenderDrawGeom3DIndex::touchingCandidates(const double* lo, const double* hi,
@@ -832,27 +734,14 @@ std::vector<int> RenderDrawGeom3DIndex::touchingCandidates(const double* lo, con
   std::vector<char> possible(nSheets, 0);
   for (const TriRef& r : tree.always)
     possible[r.sheet] = 1;
-  if (!tree.nodes.empty()) {
-    int stack[kStackSize];
-    int sp = 0;
-    stack[sp++] = 0;
-    while (sp > 0) {
-      const Node4& node = tree.nodes[stack[--sp]];
-      for (int k = 0; k < 4; ++k) {
-        if (node.count[k] < 0) continue;
+  tree.forEachReached(
+      [&](const Node4& node, int k) {
         bool apart = false;
         for (int a = 0; a < 3; ++a)
           apart = apart || double(node.lo[a][k]) > hi[a] || double(node.hi[a][k]) < lo[a];
-        if (apart) continue;
-        if (node.count[k] == 0) {
-          stack[sp++] = node.child[k];
-          continue;
-        }
-        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
-          possible[tree.tris[i].sheet] = 1;
-      }
-    }
-  }
+        return !apart;
+      },
+      [&](int i) { possible[tree.tris[i].sheet] = 1; });
   for (int c : candidates)
     if (possible[c]) kept.push_back(c);
   pruned = true;

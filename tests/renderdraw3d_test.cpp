@@ -1,6 +1,6 @@
 // The 3D drawing object RenderDraw3D (identity, cloning, the checked cast, its stream form) and
-// checks of the 3D draw geometry on a unit cube: measures, the point-in-solid test, and that
-// corrupt relations and triangles stay within bounds.
+// robustness checks of the 3D draw geometry: corrupt relations, triangles and streams stay
+// within bounds, and the geometry's pruned pick and closest-point loops match the sheet's.
 #define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include <gtest/gtest.h>
 
@@ -15,6 +15,7 @@
 // clang-format off
 #include "carrierstreamchecks.h"
 // clang-format on
+#include "models3d.h"
 #include "recordingstream.h"
 
 using nkdatacarrier::Adjacent;
@@ -35,49 +36,16 @@ std::string site(int line, const std::string& code,
   return module + ":" + std::to_string(line) + " " + code;
 }
 
-// The unit cube [0, 1]^3 as solid 0: six sheets of two triangles, counter-clockwise seen from
-// outside, normals pointing out. orientation is what sheet-to-solid says of the solid's side.
-RenderDraw3D unitCube(int orientation = -1) {
-  static const float corners[6][4][3] = {
-      {{0, 0, 0}, {0, 0, 1}, {0, 1, 1}, {0, 1, 0}}, {{1, 0, 0}, {1, 1, 0}, {1, 1, 1}, {1, 0, 1}},
-      {{0, 0, 0}, {1, 0, 0}, {1, 0, 1}, {0, 0, 1}}, {{0, 1, 0}, {0, 1, 1}, {1, 1, 1}, {1, 1, 0}},
-      {{0, 0, 0}, {0, 1, 0}, {1, 1, 0}, {1, 0, 0}}, {{0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}}};
-  static const float normals[6][3] = {{-1, 0, 0}, {1, 0, 0},  {0, -1, 0},
-                                      {0, 1, 0},  {0, 0, -1}, {0, 0, 1}};
-  RenderDraw3D g(RenderDrawGeom3D::DRAW_3D_A, 7);
-  g.allocate(1, 6, 0, 0);
-  RenderDrawGeom::AdjacencyLists solidToSheet(2);
-  for (int f = 0; f < 6; ++f) {
-    Sheet3D& s = g.sheet(f);
-    s.allocate(4, 2);
-    float lo[3] = {1, 1, 1};
-    float hi[3] = {0, 0, 0};
-    for (int v = 0; v < 4; ++v) {
-      const float* c = corners[f][v];
-      s.setVertex(v, c[0], c[1], c[2], normals[f][0], normals[f][1], normals[f][2]);
-      for (int k = 0; k < 3; ++k) {
-        lo[k] = std::min(lo[k], c[k]);
-        hi[k] = std::max(hi[k], c[k]);
-      }
-    }
-    s.setTriangle(0, 0, 1, 2);
-    s.setTriangle(1, 0, 2, 3);
-    s.setBoundingBox3D(BoundingBox3D(lo[0], hi[0], lo[1], hi[1], lo[2], hi[2]));
-    s.setUp(-1);
-    s.setDown(0);
-    s.setValid(true);
-    s.setComplete(true);
-    solidToSheet[1].push_back({f, 0});
+// Another 3D geometry, which the checked cast must refuse.
+struct OtherGeom3D : RenderDrawGeom3D {
+  std::string getClassID() const override { return "RenderGeom3D"; }
+  void serializeRaw(OSerialStream&, nkbase::Prop&) const override {}
+  void deserializeRaw(ISerialStream&) override {}
+  nkboost::shared_ptr<RenderDrawGeom> clone() const override {
+    return nkboost::make_shared<OtherGeom3D>(*this);
   }
-  g.setSolidToSheetAdjacent(solidToSheet);
-  Adjacent& sides = g.sheetToSolidAdjacent();
-  sides.allocate(6, 6);
-  for (int f = 0; f < 6; ++f)
-    sides.setAdjacent(f, std::vector<std::pair<int, int>>{{0, orientation}});
-  g.setBoundingBox3D(BoundingBox3D(0.0f, 1.0f, 0.0f, 1.0f, 0.0f, 1.0f));
-  g.setBoundingBoxSolid(0, BoundingBox3D(0.0f, 1.0f, 0.0f, 1.0f, 0.0f, 1.0f));
-  return g;
-}
+  DataCarrierType getDataCarrierType() const override { return DC_RENDER_GEOM; }
+};
 
 }  // namespace
 
@@ -93,7 +61,7 @@ TEST(RenderDraw3DObject, IdentityCloneAndCheckedCast) {
   EXPECT_EQ(d.getId(), -3);
   EXPECT_EQ(RenderDraw3D().getObjectType(), RenderDrawGeom::UNSET);
 
-  RenderDraw3D cube = unitCube();
+  RenderDraw3D cube = qvtest::unitCube(-1);
   nkboost::shared_ptr<RenderDrawGeom> copy = cube.clone();
   EXPECT_EQ(copy->getClassID(), "RenderDraw3D");
   cube.sheet(0).setValid(false);
@@ -104,15 +72,20 @@ TEST(RenderDraw3DObject, IdentityCloneAndCheckedCast) {
   nkboost::shared_ptr<RenderDraw3D> cast = RenderDraw3D::shared_ptr_cast(copy3);
   EXPECT_EQ(cast.get(), copy3.get());
   EXPECT_EQ(copy3.use_count(), 3);  // copy, copy3 and cast share the object
-  nkboost::shared_ptr<RenderDrawGeom3D> empty;
-  try {
-    RenderDraw3D::shared_ptr_cast(empty);
-    ADD_FAILURE() << "no raise";
-  } catch (const nkbase::Exception& e) {
-    EXPECT_EQ(e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode() + " " +
-                  e.getMessage(),
-              "datacarrier/renderdraw3d:30 Internal_error RenderDraw3D object expected");
+  // An empty pointer and another 3D geometry are refused alike; the latter stays unshared.
+  nkboost::shared_ptr<RenderDrawGeom3D> other = nkboost::make_shared<OtherGeom3D>();
+  for (nkboost::shared_ptr<RenderDrawGeom3D> wrong :
+       {nkboost::shared_ptr<RenderDrawGeom3D>(), other}) {
+    try {
+      RenderDraw3D::shared_ptr_cast(wrong);
+      ADD_FAILURE() << "no raise";
+    } catch (const nkbase::Exception& e) {
+      EXPECT_EQ(e.getModule() + ":" + std::to_string(e.getLine()) + " " + e.getCode() + " " +
+                    e.getMessage(),
+                "datacarrier/renderdraw3d:30 Internal_error RenderDraw3D object expected");
+    }
   }
+  EXPECT_EQ(other.use_count(), 1);
 }
 
 TEST(RenderDraw3DStream, EmptyGeometryWritesEveryLabelInOrder) {
@@ -142,9 +115,9 @@ TEST(RenderDraw3DStream, EmptyGeometryWritesEveryLabelInOrder) {
 }
 
 TEST(RenderDraw3DStream, RoundTripsTruncationsAndRefusedVersions) {
-  RenderDraw3D g = unitCube();
+  RenderDraw3D g = qvtest::unitCube(-1);
   g.allocate(1, 7, 2, 1);  // allocate resets every entity: rebuild the cube over it
-  g = unitCube();
+  g = qvtest::unitCube(-1);
   g.setLabel("cube");
   const std::vector<std::string> expected = written(g);
   for (const RenderDraw3D& r : qvtest::streamCopies(g)) {
@@ -167,33 +140,8 @@ TEST(RenderDraw3DStream, RoundTripsTruncationsAndRefusedVersions) {
   EXPECT_EQ(codeOf([&] { r.deserializeRaw(huge); }), "End_of_file_reached");
 }
 
-TEST(RenderDrawGeom3DCube, MeasuresAndPointInSolid) {
-  const RenderDraw3D outward = unitCube(-1);
-  const RenderDraw3D inward = unitCube(+1);
-  EXPECT_NEAR(outward.getVolume(3, {0}), 1.0, 1e-15);
-  EXPECT_NEAR(inward.getVolume(3, {0}), -1.0, 1e-15);  // outward normals, solid said outside
-  EXPECT_DOUBLE_EQ(outward.getVolume(2, {0, 5}), 2.0);
-  EXPECT_EQ(outward.getBndArea(3, {0, 0}), 6.0);
-  EXPECT_EQ(outward.getBndArea(2, {0}), 0.0);
-  EXPECT_EQ(outward.getBndArea(3, {-1}), 0.0);
-  EXPECT_EQ(raiseSite([&] { outward.getBndArea(3, {1}); }), site(313, "VEXAL_assertion_failure"));
-  EXPECT_EQ(raiseSite([&] { outward.getVolume(3, {1}); }), site(160, "VEXAL_assertion_failure"));
-
-  EXPECT_TRUE(outward.pointInSolid({0.3, 0.4, 0.2}, 0));
-  EXPECT_TRUE(outward.pointInSolid({1.0, 0.5, 0.5}, 0));  // on the boundary
-  EXPECT_FALSE(outward.pointInSolid({0.3, 0.4, 1.5}, 0));
-  EXPECT_FALSE(outward.pointInSolid({1.5, 0.5, 0.5}, 0));
-  EXPECT_FALSE(inward.pointInSolid({0.3, 0.4, 0.2}, 0));
-  EXPECT_FALSE(outward.pointInSolid({0.3, 0.4, 0.2}, 3));  // no such solid
-
-  std::vector<int> found;
-  outward.findEntitiesInBall({0.5, 0.5, 0.5}, 0.1, 3, false, {0}, found);
-  outward.findEntitiesInBall({0.5, 0.5, 0.5}, 0.1, 3, true, {0}, found);
-  EXPECT_EQ(found, std::vector<int>{0});
-}
-
 TEST(RenderDrawGeom3DCube, CorruptRelationsAndTrianglesStayInBounds) {
-  RenderDraw3D g = unitCube();
+  RenderDraw3D g = qvtest::unitCube(-1);
   // Relations naming sheets and solids that do not exist; a run that a corrupt stream says is
   // longer than its array.
   g.solidToSheetAdjacent().allocate(1, 8);
@@ -226,37 +174,12 @@ TEST(RenderDrawGeom3DCube, CorruptRelationsAndTrianglesStayInBounds) {
   EXPECT_EQ(found, (std::vector<int>{0, 0}));
 }
 
-TEST(RenderDrawGeom3DCube, WireframeOfItselfKeepsPointsAndCurves) {
-  RenderDraw3D g = unitCube();
-  g.allocate(1, 6, 2, 1);  // fresh entities; rebuild the edges below
-  g.point(0).setVertex(1, 2, 3);
-  g.curve(1).reserve(2);
-  g.curve(1).appendVertex(0, 0, 0);
-  g.curve(1).appendVertex(1, 0, 0);
-  g.curve(1).setBoundingBox3D(BoundingBox3D(0.0f, 1.0f, 0.0f, 0.0f, 0.0f, 0.0f));
-  g.curve(1).setValid(true);
-  std::vector<int> unmeshed;
-  g.getUnmeshedEdges(unmeshed);
-  EXPECT_EQ(unmeshed, std::vector<int>{0});
-  g.getUnmeshedFaces(unmeshed);
-  EXPECT_EQ(unmeshed, (std::vector<int>{0, 1, 2, 3, 4, 5}));
-  g.getWireframe(g);
-  EXPECT_EQ(g.getNumberOfSheets(), 0);
-  EXPECT_EQ(g.getNumberOfSolids(), 0);
-  ASSERT_EQ(g.getNumberOfCurves(), 2);
-  EXPECT_EQ(g.getPoint(0).getVertex().z, 3.0f);
-  EXPECT_TRUE(g.getCurve(1).isValid());
-  EXPECT_EQ(g.getCurve(1).getNumberOfVertices(), 2);
-  EXPECT_EQ(g.getCurve(1).getBoundingBox().getMaxX(), 1.0f);
-  EXPECT_FALSE(g.getCurve(0).isValid());
-}
-
 // Every byte of the cube's stream replaced in turn: each copy that still reads back answers
 // every query without reading outside its arrays (checked under the sanitizers).
 TEST(RenderDrawGeom3DCube, EveryQueryOnMutatedStreamsStaysInBounds) {
-  RenderDraw3D cube = unitCube();
+  RenderDraw3D cube = qvtest::unitCube(-1);
   cube.allocate(1, 6, 1, 1);
-  cube = unitCube();
+  cube = qvtest::unitCube(-1);
   const std::vector<char> bytes = qvtest::binaryOf(cube);
   int readBack = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
