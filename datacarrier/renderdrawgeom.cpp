@@ -1,5 +1,6 @@
 #include "datacarrier/renderdrawgeom.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/serialio.h"
 
 #include <algorithm>
@@ -54,17 +55,6 @@ void RenderDrawGeom::deserializeAttributes(ISerialStream& is) {
   type_ = static_cast<Type>(type);  // stored as read, known or not
   is >> id_;
   is >> label_;
-}
-
-RenderDrawGeom::AdjacentRun RenderDrawGeom::adjacentRun(const Adjacent& relation, int source) {
-  if (source < 0 || source >= relation.getNumberOfFromIndices()) return {nullptr, 0};
-  const int total = relation.getTotalNumberOfAdjacents();
-  const int start = relation.getStartIndexInTotalArray(source);
-  if (start >= total) return {nullptr, 0};
-  const int* adjacents = relation.getAdjacents(source);
-  if (adjacents == nullptr) return {nullptr, 0};
-  const int count = std::min(relation.getNumberOfAdjacents(source), total - start);
-  return {adjacents, std::max(count, 0)};
 }
 
 // The defaults of the operations that only some geometries answer, raising with the fixed
@@ -145,7 +135,16 @@ void RenderDrawGeom::uniquePoints(std::vector<std::vector<float>>& coords,
   map.assign(n, -1);
   std::vector<double> point(d);
   int count = 0;
+  // The table lookups are random accesses: hint the hash map a few points ahead so that their
+  // memory latency overlaps the work on the current points.
+  constexpr std::size_t kAhead = 8;
+  std::vector<double> ahead(d);
   for (std::size_t i = 0; i < n; ++i) {
+    if (i + kAhead < n) {
+      for (std::size_t k = 0; k < d; ++k)
+        ahead[k] = double(coords[k][i + kAhead]);
+      hash.prefetch(ahead.data());
+    }
     for (std::size_t k = 0; k < d; ++k)
       point[k] = double(coords[k][i]);
     const std::pair<const int*, bool> found = hash.insert(point.data(), count, true);
@@ -175,34 +174,22 @@ void RenderDrawGeom::mergeRenderPoints(std::vector<std::vector<float>>& coords,
   }
 }
 
-void RenderDrawGeom::setAdjacentLists(Adjacent& target, const AdjacencyLists& lists,
-                                      AdjacencyRule rule, std::size_t firstList) {
-  const bool asGiven = rule == AdjacencyRule::AS_GIVEN;
-  const std::size_t sources = lists.size() > firstList ? lists.size() - firstList : 0;
-  int total = 0;
-  for (std::size_t s = 0; s < sources; ++s) {
-    for (const std::pair<int, int>& entry : lists[firstList + s]) {
-      if (asGiven || entry.first > 0) ++total;
-    }
-  }
-  target.allocate(static_cast<int>(sources), total);
-  std::vector<int> kept;
-  for (std::size_t s = 0; s < sources; ++s) {
-    const std::vector<std::pair<int, int>>& list = lists[firstList + s];
-    if (asGiven) {
-      target.setAdjacent(static_cast<int>(s), list);
-      continue;
-    }
-    kept.clear();
-    for (const std::pair<int, int>& entry : list) {
-      if (entry.first > 0) kept.push_back(entry.first - 1);
-    }
-    target.setAdjacent(static_cast<int>(s), kept);
-  }
+// The shared plumbing of the concrete geometries (datacarrier/internal/drawgeomtools.h).
+namespace drawgeom {
+
+AdjacentRun adjacentRun(const Adjacent& relation, int source) {
+  if (source < 0 || source >= relation.getNumberOfFromIndices()) return {nullptr, 0};
+  const int total = relation.getTotalNumberOfAdjacents();
+  const int start = relation.getStartIndexInTotalArray(source);
+  if (start >= total) return {nullptr, 0};
+  const int* adjacents = relation.getAdjacents(source);
+  if (adjacents == nullptr) return {nullptr, 0};
+  const int count = std::min(relation.getNumberOfAdjacents(source), total - start);
+  return {adjacents, std::max(count, 0)};
 }
 
-std::vector<double> RenderDrawGeom::clipToGrownBounds(const std::vector<double>& box,
-                                                      const float* bounds, int axes) {
+std::vector<double> clipToGrownBounds(const std::vector<double>& box, const float* bounds,
+                                      int axes) {
   float largest = bounds[1] - bounds[0];
   for (int k = 1; k < axes; ++k) {
     const float side = bounds[2 * k + 1] - bounds[2 * k];
@@ -217,8 +204,8 @@ std::vector<double> RenderDrawGeom::clipToGrownBounds(const std::vector<double>&
   return clipped;
 }
 
-int RenderDrawGeom::appendCurveRecords(std::vector<std::vector<int>>& elements, int first,
-                                       int numVertices, int curveNumber) {
+int appendCurveRecords(std::vector<std::vector<int>>& elements, int first, int numVertices,
+                       int curveNumber) {
   for (int s = 0; s + 1 < numVertices; ++s) {
     elements[2].push_back(first + s);
     elements[3].push_back(first + s + 1);
@@ -227,14 +214,14 @@ int RenderDrawGeom::appendCurveRecords(std::vector<std::vector<int>>& elements, 
   return first + (numVertices > 0 ? numVertices : 1);
 }
 
-void RenderDrawGeom::makeRoom(std::vector<std::vector<float>>& coords, int end) {
+void makeRoom(std::vector<std::vector<float>>& coords, int end) {
   const std::size_t size = static_cast<std::size_t>(std::max(end, 0));
   for (std::vector<float>& direction : coords) {
     if (direction.size() < size) direction.resize(size, 0.0f);
   }
 }
 
-void RenderDrawGeom::writeSnapCoords(OSerialStream& os, const std::vector<double>& snap) {
+void writeSnapCoords(OSerialStream& os, const std::vector<double>& snap) {
   os.label("Number of snapping points");
   os << static_cast<int>(snap.size());
   os.label("");
@@ -245,13 +232,12 @@ void RenderDrawGeom::writeSnapCoords(OSerialStream& os, const std::vector<double
   }
 }
 
-void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<double>& snap) {
+void readSnapCoords(ISerialStream& is, std::vector<double>& snap) {
   const int n = DC_READ_COUNT(is, sizeof(double));
   serialio::readEach(is, snap, n, [&](double& x, std::size_t) { is >> x; });
 }
 
-void RenderDrawGeom::writeSnapCoords(OSerialStream& os,
-                                     const std::vector<std::vector<double>>& snap) {
+void writeSnapCoords(OSerialStream& os, const std::vector<std::vector<double>>& snap) {
   const std::size_t n = snap.size() < 2 ? 0 : std::min(snap[0].size(), snap[1].size());
   os.label("Number of snapping points");
   os << static_cast<int>(n);
@@ -263,8 +249,7 @@ void RenderDrawGeom::writeSnapCoords(OSerialStream& os,
   }
 }
 
-void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<std::vector<double>>& snap,
-                                    SnapRead rule) {
+void readSnapCoords(ISerialStream& is, std::vector<std::vector<double>>& snap, SnapRead rule) {
   const int count = DC_READ_COUNT(is, 2 * sizeof(double));
   const std::size_t n = static_cast<std::size_t>(count);
   // Exactly two directions; REPLACE empties them first, KEEP_PRESENT keeps what they hold and
@@ -283,5 +268,7 @@ void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<std::vector<d
     is >> snap[0][i] >> snap[1][i];
   }
 }
+
+}  // namespace drawgeom
 
 }  // namespace nkdatacarrier

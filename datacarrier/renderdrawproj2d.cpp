@@ -1,5 +1,6 @@
 #include "datacarrier/renderdrawproj2d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/serialio.h"
 
 namespace nkdatacarrier {
@@ -27,7 +28,7 @@ void RenderDrawProj2D::allocate(int numCurves, int numPoints) {
 }
 
 nkboost::shared_ptr<RenderDrawGeom> RenderDrawProj2D::clone() const {
-  return cloneObject(*this);
+  return drawgeom::cloneObject(*this);
 }
 
 double RenderDrawProj2D::getVolume(int, const std::vector<int>&) const {
@@ -81,7 +82,7 @@ void RenderDrawProj2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const
     os << curveTypes_[i];  // no label of its own
   }
   os.label("");
-  writeSnapCoords(os, snap_);
+  drawgeom::writeSnapCoords(os, snap_);
 }
 
 void RenderDrawProj2D::deserializeRaw(ISerialStream& is) {
@@ -106,7 +107,7 @@ void RenderDrawProj2D::deserializeRaw(ISerialStream& is) {
     if (i >= curveTypes_.size()) curveTypes_.resize(i + 1, 0);
     is >> curveTypes_[i];
   });
-  readSnapCoords(is, snap_, SnapRead::KEEP_PRESENT);
+  drawgeom::readSnapCoords(is, snap_, drawgeom::SnapRead::KEEP_PRESENT);
 }
 
 }  // namespace nkdatacarrier

@@ -58,6 +58,14 @@ std::string number(float v, bool json) {
   return s.str();
 }
 
+// A measure to 15 significant digits, so that a sum with rounding noise prints as meant.
+std::string number(double v, bool json) {
+  if (json && !std::isfinite(v)) return "null";
+  std::ostringstream s;
+  s << std::setprecision(15) << v;
+  return s.str();
+}
+
 std::string jsonString(const std::string& s) {
   std::string out = "\"";
   for (unsigned char c : s) {
@@ -87,7 +95,8 @@ const Command* findCommand(const std::string& name) {
       {"info",
        "usage: dctool info FILE [--json]\n\n"
        "Prints the class, the data-carrier type, the entity counts and the bounding box of a\n"
-       "carrier file; --json prints the same as one JSON object.\n",
+       "carrier file, and the volume and boundary area of every solid of a 3D drawing;\n"
+       "--json prints the same as one JSON object.\n",
        runInfo},
       {"convert",
        "usage: dctool convert IN OUT [--text|--binary]\n\n"
@@ -160,6 +169,12 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
       }
       out << "}";
     }
+    for (const auto& [name, values] : s.measures) {
+      out << ", " << jsonString(name) << ": [";
+      for (std::size_t i = 0; i < values.size(); ++i)
+        out << (i ? ", " : "") << number(values[i], true);
+      out << "]";
+    }
     out << "}\n";
     return 0;
   }
@@ -189,6 +204,12 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
       out << (a ? ", " : "") << axes[a] << " " << number(s.boundingBox[2 * a], false) << " .. "
           << number(s.boundingBox[2 * a + 1], false);
     }
+    out << "\n";
+  }
+  for (const auto& [name, values] : s.measures) {
+    out << (name + ":").append(std::max<std::size_t>(19, name.size() + 2) - name.size() - 1, ' ');
+    for (std::size_t i = 0; i < values.size(); ++i)
+      out << (i ? ", " : "") << number(values[i], false);
     out << "\n";
   }
   return 0;

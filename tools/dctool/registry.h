@@ -20,6 +20,8 @@ struct Summary {
   std::vector<float> boundingBox;  // (min, max) per axis; empty when the class has none
   int valid = -1;                  // -1: the class has no validity flag
   std::vector<int> degrees;        // the polynomial degree of each curve that has one
+  // Per-entity measures by name ("solid volumes": one value per solid); empty when none.
+  std::vector<std::pair<std::string, std::vector<double>>> measures;
 };
 
 struct CarrierClass {

@@ -64,6 +64,15 @@ inline void boxFields(const nkdatacarrier::BoundingBox3D& b, std::vector<float>&
     if constexpr (Has##Method<T>::value) s.counts.emplace_back(name, object.Method()); \
   }
 
+// A geometry with solids that measures them (getVolume and getBndArea of dimension 3).
+template <typename T, typename = void>
+struct HasSolidMeasures : std::false_type {};
+template <typename T>
+struct HasSolidMeasures<T, std::void_t<decltype(std::declval<const T&>().getNumberOfSolids()),
+                                       decltype(std::declval<const T&>().getBndArea(
+                                           3, std::declval<const std::vector<int>&>()))>>
+    : std::true_type {};
+
 DCTOOL_COUNT(getNumberOfPoints, "points")
 DCTOOL_COUNT(getNumberOfCurves, "curves")
 DCTOOL_COUNT(getNumberOfFaces, "faces")
@@ -113,6 +122,17 @@ void summarise(const T& object, Summary& s) {
     detail::boxFields(object.getBoundingBox(), s.boundingBox);
   }
   if constexpr (detail::HasIsValid<T>::value) s.valid = object.isValid() ? 1 : 0;
+  if constexpr (detail::HasSolidMeasures<T>::value) {
+    std::vector<double> volumes, areas;
+    for (int i = 0; i < object.getNumberOfSolids(); ++i) {
+      volumes.push_back(object.getVolume(3, {i}));
+      areas.push_back(object.getBndArea(3, {i}));
+    }
+    if (!volumes.empty()) {
+      s.measures.emplace_back("solid volumes", volumes);
+      s.measures.emplace_back("solid boundary areas", areas);
+    }
+  }
 }
 
 }  // namespace dctool
