@@ -18,6 +18,15 @@
 #include "datacarrier/renderdraw3d.h"
 #include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
+#include "datacarrier/rendergeom1d.h"
+#include "datacarrier/rendergeom2d.h"
+#include "datacarrier/rendergeom3d.h"
+#include "datacarrier/rendermeshboundary2d.h"
+#include "datacarrier/rendermeshboundary3d.h"
+#include "datacarrier/rendermeshcollection.h"
+#include "datacarrier/rendermeshedge3d.h"
+#include "datacarrier/rendermeshsubdomain1d.h"
+#include "datacarrier/rendermeshsubdomain2d.h"
 #include "summary.h"
 
 namespace dctool {
@@ -43,6 +52,10 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<RenderDraw3D>(),
       entry<RenderDrawProj2D>(),
       entry<RenderDrawEdit2D>(),  // identified by getClassID alone: it has no static one
+      entry<RenderGeom1D>(),
+      entry<RenderGeom2D>(),
+      entry<RenderGeom3D>(),
+      entry<RenderMeshCollection>(),
       entry<PostDataObject>(),
       entry<Impression>(),
       // Carriers that travel inside others, and may be written on their own.
@@ -55,6 +68,11 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<Curve2D>(),
       entry<ClosedPath2D>(),
       entry<Face2D>(),
+      entry<RenderMeshEdge3D>(),
+      entry<RenderMeshBoundary3D>(),
+      entry<RenderMeshSubdomain1D>(),
+      entry<RenderMeshSubdomain2D>(),
+      entry<RenderMeshBoundary2D>(),
   };
   return classes;
 }
