@@ -46,9 +46,7 @@ bool writeAndCheck(const nkbase::Serializable& object, const std::string& dir,
 
 }  // namespace
 
-int runDemo(const std::vector<std::string>& args, std::ostream& out) {
-  if (args.size() > 1) throw UsageError("expects at most one DIR");
-  const std::string dir = args.empty() ? "dctool-demo" : args[0];
+int runDemo(const std::string& dir, std::ostream& out) {
   std::error_code ec;
   std::filesystem::create_directories(dir, ec);
   if (ec) throw ToolError(1, dir + ": cannot create: " + ec.message());
