@@ -333,7 +333,7 @@ Lists compose(const Lists& ab, const Lists& bc) {
 
 // The pair-form setters ignore entry 0 of their input.
 Lists oneBased(Lists lists) {
-  lists.insert(lists.begin(), std::vector<std::pair<int, int>>());
+  lists.insert(lists.begin(), std::vector<std::pair<int, int> >());
   return lists;
 }
 

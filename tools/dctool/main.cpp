@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
       "dctool"};
   app.set_version_flag("--version", std::string("dctool ") + DCTOOL_VERSION);
   app.require_subcommand(1);
+  app.fallthrough();  // -v also after the command name
   bool verbose = false;
   app.add_flag("-v,--verbose", verbose, "Report what was written");
 
@@ -130,7 +131,12 @@ int main(int argc, char** argv) {
   CLI::App* cut = app.add_subcommand(
       "cut", "The cut of a 3D geometry by a plane, written as plot data (PostDataObject)");
   fileArg(cut, "FILE", file, "3D geometry");
-  cut->add_option("PLANE", numbers, "px py pz nx ny nz")->required()->expected(6);
+  // Six single positionals: a vector would swallow OUT as well.
+  double plane[6] = {0, 0, 0, 0, 0, 0};
+  const char* const planeNames[6] = {"PX", "PY", "PZ", "NX", "NY", "NZ"};
+  for (int k = 0; k < 6; ++k)
+    cut->add_option(planeNames[k], plane[k], k < 3 ? "a point of the plane" : "the plane's normal")
+        ->required();
   fileArg(cut, "OUT", out, "carrier file to write (.txt text, anything else binary)");
 
   for (CLI::App* cmd : app.get_subcommands({}))
@@ -171,8 +177,8 @@ int main(int argc, char** argv) {
     if (select->parsed()) runSelect(file, shape, numbers, dim, inside, json, std::cout);
     if (insideCmd->parsed()) runInside(file, numbers, json, std::cout);
     if (cut->parsed())
-      runCut(file, {numbers[0], numbers[1], numbers[2]}, {numbers[3], numbers[4], numbers[5]}, out,
-             verbose, std::cerr);
+      runCut(file, {plane[0], plane[1], plane[2]}, {plane[3], plane[4], plane[5]}, out, verbose,
+             std::cerr);
   } catch (const dctool::UsageError& e) {
     std::cerr << "dctool: " << e.what() << " (see dctool --help)\n";
     return 2;

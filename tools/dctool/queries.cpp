@@ -1,5 +1,9 @@
 // The query commands on 3D geometries (pick, select, inside, cut) and the import command.
+#include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -59,6 +63,9 @@ const char* const kKinds[] = {"point", "curve", "sheet", "solid"};
 void runImport(const std::string& in, const std::string& out, double size, bool draw, bool verbose,
                std::ostream& log) {
   if (!std::isfinite(size) || size < 0) throw ToolError(1, "--size must be a finite size >= 0");
+  std::error_code ec;
+  if (std::filesystem::is_directory(in, ec)) throw ToolError(1, in + ": is a directory");
+  if (!std::ifstream(in)) throw ToolError(1, in + ": cannot open: " + std::strerror(errno));
   ImportOptions options;
   options.size = size;
   options.draw = draw;
