@@ -56,7 +56,7 @@ case $case in
     expect_out "degrees:           1, 2, 3, 1 (one per edge)"
     expect_out "bounding box:      x 0 .. 3, y 0 .. 2.5999999"
     run 0 info --json "$dir/sketch.bin"
-    expect_out '"counts": {"vertices": 5, "edges": 4}, "degrees": [1, 2, 3, 1]'
+    expect_out '"counts":{"vertices":5,"edges":4},"degrees":[1,2,3,1]'
     run 0 info "$dir/mesh.bin"
     expect_out "data-carrier type: 3 (mesh collection)"
     expect_out "entities:          2 pieces, 1 2D subdomain pieces, 1 2D boundary pieces, 28 vertices, 2 triangles, 7 quads"
@@ -69,10 +69,10 @@ case $case in
     expect_out "solid volumes:     2"
     expect_out "solid boundary areas: 10"
     run 0 info --json "$dir/drawing3d.txt"
-    expect_out '"solid volumes": [2], "solid boundary areas": [10]'
+    expect_out '"solid volumes":[2.0],"solid boundary areas":[10.0]'
     run 0 info --json "$dir/impression.bin"
-    expect_out '"class": "Impression", "dataCarrierType": 9'
-    expect_out '"boundingBox": {"x": [1, 3], "y": [0.5, 1.5]}'
+    expect_out '"class":"Impression","dataCarrierType":9'
+    expect_out '"boundingBox":{"x":[1.0,3.0],"y":[0.5,1.5]}'
     ;;
   svg)
     run 0 svg "$dir/drawing2d.bin" "$dir/plate.svg"
@@ -142,16 +142,31 @@ case $case in
     ;;
   usage)
     run 0 --help
-    expect_out "usage: dctool"
-    for c in dump info convert svg demo; do
+    expect_out "Usage: dctool"
+    for c in dump info convert svg demo import export pick select inside cut; do
       run 0 "$c" --help
-      expect_out "usage: dctool $c"
+      expect_out "Usage: dctool $c"
     done
-    run 2
-    run 2 frobnicate
-    run 2 dump
-    run 2 info "$dir/symbol.bin" --yaml
-    run 2 convert "$dir/symbol.bin" "$dir/x.txt" --text --binary
+    run 0 --version
+    expect_out "dctool "
+    # Bad usage: exit 2 with one line.
+    for args in "" "frobnicate" "dump" "info $dir/symbol.bin --yaml" "pick $dir/drawing3d.bin 1 2" \
+      "convert $dir/symbol.bin $dir/x.txt --text --binary" "svg $dir/drawing3d.bin x.svg --view w" \
+      "select $dir/drawing3d.bin cone 1 2 3 4 --dim 2" "select $dir/drawing3d.bin ball 1 2 3 4"; do
+      # shellcheck disable=SC2086
+      run 2 $args
+      one_line_err
+    done
+    # Quiet on success unless asked; `-` reads standard input and writes standard output.
+    run 0 convert "$dir/symbol.bin" "$dir/quiet.txt"
+    [ ! -s "$dir/$case.out" ] && [ ! -s "$dir/$case.err" ] || fail "convert is not quiet"
+    cmp -s "$dir/quiet.txt" "$dir/symbol.txt" || fail "convert to .txt did not write the text form"
+    run 0 convert "$dir/symbol.txt" "$dir/loud.bin" -v
+    expect_err "(binary)"
+    "$tool" convert - - --binary <"$dir/symbol.txt" >"$dir/piped.bin" || fail "convert - -"
+    cmp -s "$dir/piped.bin" "$dir/symbol.bin" || fail "convert through pipes changed the file"
+    "$tool" info - <"$dir/symbol.bin" >"$dir/$case.out" || fail "info -"
+    expect_out "class:             CgSymbolData"
     ;;
   *)
     fail "unknown case"
