@@ -110,6 +110,31 @@ case $case in
       cmp -s "$dir/$f.same.bin" "$dir/$f.bin" || fail "$f: binary to binary changed"
     done
     ;;
+  export)
+    # Every drawing, geometry map, mesh and plot data sample exports; the .vtp parses as XML
+    # with one kind and one entity number per cell, the .obj names only existing vertices.
+    for f in drawing1d drawing2d projection sketch geommap2d drawing3d mesh plot; do
+      run 0 export "$dir/$f.bin" "$dir/$f.vtp"
+      run 0 export "$dir/$f.txt" "$dir/$f.obj"
+      python3 - "$dir/$f.vtp" "$dir/$f.obj" <<'PY' || fail "$f: exports do not parse back"
+import sys, xml.etree.ElementTree as ET
+piece = ET.parse(sys.argv[1]).getroot().find("PolyData/Piece")
+cells = sum(int(piece.get(k)) for k in ("NumberOfVerts", "NumberOfLines", "NumberOfPolys"))
+arrays = {a.get("Name"): (a.text or "").split() for a in piece.iter("DataArray")}
+assert cells > 0 and len(arrays["kind"]) == cells == len(arrays["entity"]), sys.argv[1]
+assert all(int(e) >= 1 for e in arrays["entity"])
+lines = open(sys.argv[2]).read().splitlines()
+nv = sum(l.startswith("v ") for l in lines)
+ids = [int(x.split("/")[0]) for l in lines if l[:2] in ("f ", "l ", "p ") for x in l.split()[1:]]
+assert nv == int(piece.get("NumberOfPoints")) and all(1 <= i <= nv for i in ids), sys.argv[2]
+PY
+    done
+    run 0 export "$dir/drawing3d.bin" "$dir/block.vtp" -v
+    expect_err "24 points, 0 vertices, 0 lines, 12 polygons"
+    grep -qF 'Name="Normals"' "$dir/block.vtp" || fail "the block's normals are not exported"
+    run 0 svg "$dir/drawing3d.bin" "$dir/block.svg" --view x
+    [ "$(grep -c '<polygon' "$dir/block.svg")" -eq 12 ] || fail "the block's triangles are not drawn"
+    ;;
   bad-files)
     # Every truncation of a binary file: exit 1 with one line naming file, offset and code.
     size=$(stat -c %s "$dir/impression.bin")
@@ -139,6 +164,27 @@ case $case in
     printf 'string "NoSuchClass"\n' >"$dir/unknown.txt"
     run 1 info "$dir/unknown.txt"
     expect_err "Unknown_class_identifier"
+    # A directory given as a file, a query on the wrong class, an unknown export format.
+    run 1 info "$dir"
+    one_line_err
+    expect_err "is a directory"
+    run 1 convert "$dir/symbol.bin" "$dir"
+    one_line_err
+    run 1 pick "$dir/drawing2d.bin" 0 0 0 1 1 1
+    one_line_err
+    expect_err "is not a 3D geometry"
+    run 1 export "$dir/drawing3d.bin" "$dir/x.stl"
+    one_line_err
+    run 1 export "$dir/impression.bin" "$dir/x.vtp"
+    one_line_err
+    # A non-finite coordinate never reaches an output file: the entity is left out and named.
+    awk '/Vertex coordinates and normals/ { n = NR } NR == n + 1 && n { sub(/float 0/, "float nan") } 1' \
+      "$dir/drawing3d.txt" >"$dir/nan.txt"
+    for out in nan.vtp nan.obj nan.svg; do
+      case $out in *.svg) run 0 svg "$dir/nan.txt" "$dir/$out" ;; *) run 0 export "$dir/nan.txt" "$dir/$out" ;; esac
+      expect_err "non-finite coordinate"
+      ! grep -qi 'nan\b' <(grep -v '<title>' "$dir/$out") || fail "$out holds a NaN"
+    done
     ;;
   usage)
     run 0 --help
