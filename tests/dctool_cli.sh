@@ -30,6 +30,11 @@ case $case in
     expect_out "face area 7.21964"
     expect_out "the arc at u = 1/2 lies 1 from its centre"
     expect_out "moving vertex 1 changes edges 0 1"
+    # The 3D part (meshed and imported, or generated): both forms, queries, viewer files.
+    for f in part.bin part.txt part-cut.bin part.vtp part.obj part.svg; do
+      [ -s "$dir/$f" ] || fail "demo did not write $f"
+    done
+    expect_out "hits 2 sheet(s)"
     ;;
   dump)
     run 0 dump "$dir/impression.bin"

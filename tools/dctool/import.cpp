@@ -29,6 +29,10 @@ std::unique_ptr<nkbase::Serializable> importModel(const std::string&, const Impo
   throw ToolError(1, "import: this dctool was built without the mesher's library (libgmsh-dev)");
 }
 
+bool buildDemoPart(const std::string&) {
+  return false;
+}
+
 #else
 
 namespace {
@@ -551,16 +555,42 @@ std::unique_ptr<nkbase::Serializable> build2D(const Model& m, std::ostream& log)
 
 }  // namespace
 
+namespace {
+
+void startMesher() {
+  static const bool started = (gmsh::initialize(0, nullptr, false), true);
+  (void)started;
+  gmsh::option::setNumber("General.Terminal", 0);
+  gmsh::option::setNumber("General.AbortOnError", 0);
+}
+
+}  // namespace
+
+bool buildDemoPart(const std::string& mshPath) {
+  startMesher();
+  gmsh::clear();
+  gmsh::model::add("bracket");
+  const int base = gmsh::model::occ::addBox(0, 0, 0, 2, 1, 0.3);
+  const int wall = gmsh::model::occ::addBox(0, 0, 0, 0.3, 1, 1.2);
+  const int hole = gmsh::model::occ::addCylinder(1.3, 0.5, -0.1, 0, 0, 0.5, 0.25);
+  gmsh::vectorpair fused, cut;
+  std::vector<gmsh::vectorpair> map;
+  gmsh::model::occ::fuse({{3, base}}, {{3, wall}}, fused, map);
+  gmsh::model::occ::cut(fused, {{3, hole}}, cut, map);
+  gmsh::model::occ::synchronize();
+  gmsh::option::setNumber("Mesh.MeshSizeMax", 0.08);
+  gmsh::model::mesh::generate(2);
+  gmsh::write(mshPath);
+  return true;
+}
+
 bool importAvailable() {
   return true;
 }
 
 std::unique_ptr<nkbase::Serializable> importModel(const std::string& path,
                                                   const ImportOptions& options, std::ostream& log) {
-  static const bool started = (gmsh::initialize(0, nullptr, false), true);
-  (void)started;
-  gmsh::option::setNumber("General.Terminal", 0);
-  gmsh::option::setNumber("General.AbortOnError", 0);
+  startMesher();
   const Model m = readModel(path, options);
   if (planar(m)) return build2D(m, log);
   if (options.draw) {

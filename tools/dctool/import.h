@@ -25,4 +25,9 @@ bool importAvailable();
 std::unique_ptr<nkbase::Serializable> importModel(const std::string& path,
                                                   const ImportOptions& options, std::ostream& log);
 
+// Builds the demo's part with the mesher's geometry kernel (an L-shaped bracket with a round
+// hole through its base), meshes its surfaces and writes the model to `mshPath`. False when
+// this dctool was built without the mesher's library.
+bool buildDemoPart(const std::string& mshPath);
+
 }  // namespace dctool
