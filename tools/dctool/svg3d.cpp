@@ -65,6 +65,13 @@ bool writeDrawing3DSvg(const nkbase::Serializable& object, const std::string& ti
   const auto* g = dynamic_cast<const RenderDrawGeom3D*>(&object);
   if (!g) return false;
   const View view = viewFor(viewName);
+  V light{};
+  for (int k = 0; k < 3; ++k)
+    light[std::size_t(k)] = 0.75 * view.eye[std::size_t(k)] + 0.55 * view.up[std::size_t(k)] -
+                            0.35 * view.right[std::size_t(k)];
+  const double lightLength = std::sqrt(dot(light, light));
+  for (double& c : light)
+    c /= lightLength;
   struct Triangle {
     std::array<V, 3> p;
     double depth, light;
@@ -97,8 +104,9 @@ bool writeDrawing3DSvg(const nkbase::Serializable& object, const std::string& ti
       const V n{e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2],
                 e1[0] * e2[1] - e1[1] * e2[0]};
       const double len = std::sqrt(dot(n, n));
-      // A headlight: faces turned to the viewer are bright, faces seen edge-on dark.
-      tri.light = len > 0 ? std::abs(dot(n, view.eye)) / len : 0.0;
+      // A light from above left of the viewer, so that faces of different directions differ
+      // even in the isometric view (where a headlight would shade the three axes alike).
+      tri.light = len > 0 ? std::abs(dot(n, light)) / len : 0.0;
       tri.depth = (dot(tri.p[0], view.eye) + dot(tri.p[1], view.eye) + dot(tri.p[2], view.eye)) / 3;
       tri.sheet = s;
       own.push_back(tri);
