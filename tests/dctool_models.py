@@ -162,6 +162,28 @@ polygons = [e for e in svg.iter() if e.tag.endswith("polygon")]
 if len(polygons) != sum(s["triangles"] for s in surfaces.values()):
     fail(f"{len(polygons)} triangles drawn")
 
+# Models without a mesh are meshed on import: a box from a script (size as asked), and a planar
+# rectangle, which becomes a 2D geometry map.
+if model == "cube":
+    open(out("-box.geo"), "w").write(
+        'SetFactory("OpenCASCADE");\nBox(1) = {0, 0, 0, 1, 2, 3};\n')
+    run("import", out("-box.geo"), out("-box.bin"), "--size", 0.5)
+    info = json.loads(run("info", "--json", out("-box.bin")).stdout)
+    if not (close(info["solid volumes"][0], 6, 1e-6) and
+            close(info["solid boundary areas"][0], 22, 1e-6)):
+        fail(f"meshed box: {info}")
+    run("import", out("-box.geo"), out("-fine.bin"), "--size", 0.25)
+    points = [int(run("export", out(f), out(f + ".vtp"), "-v").stderr.split(": ")[1].split()[0])
+              for f in ("-box.bin", "-fine.bin")]
+    if not points[0] < points[1]:
+        fail(f"a smaller --size does not refine the mesh: {points} points")
+    open(out("-plane.geo"), "w").write(
+        'SetFactory("OpenCASCADE");\nRectangle(1) = {0, 0, 0, 2, 1};\n')
+    run("import", out("-plane.geo"), out("-plane.bin"))
+    info = json.loads(run("info", "--json", out("-plane.bin")).stdout)
+    if info["class"] != "RenderGeom2D" or info["counts"]["faces"] != 1:
+        fail(f"planar model: {info}")
+
 # Bad input: one line, exit 1.
 if model == "cube":
     run("import", work, out("-dir.bin"), status=1)

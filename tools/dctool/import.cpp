@@ -132,6 +132,44 @@ std::vector<std::size_t> chain(const std::vector<std::size_t>& lines) {
   return out;
 }
 
+// Turns triangles so that neighbours run their shared edges in opposite directions: one
+// consistent winding per connected patch, that of its first triangle.
+void orientConsistently(std::vector<std::size_t>& tri) {
+  const std::size_t n = tri.size() / 3;
+  std::map<std::pair<std::size_t, std::size_t>, std::vector<std::size_t> > edges;
+  for (std::size_t t = 0; t < n; ++t)
+    for (int e = 0; e < 3; ++e) {
+      const std::size_t a = tri[3 * t + std::size_t(e)], b = tri[3 * t + std::size_t(e + 1) % 3];
+      edges[{std::min(a, b), std::max(a, b)}].push_back(t);
+    }
+  // +1 when triangle t runs edge (a, b) from a to b.
+  const auto runs = [&](std::size_t t, std::size_t a, std::size_t b) {
+    for (int e = 0; e < 3; ++e)
+      if (tri[3 * t + std::size_t(e)] == a && tri[3 * t + std::size_t(e + 1) % 3] == b) return true;
+    return false;
+  };
+  std::vector<bool> done(n, false);
+  for (std::size_t start = 0; start < n; ++start) {
+    if (done[start]) continue;
+    done[start] = true;
+    std::vector<std::size_t> todo{start};
+    while (!todo.empty()) {
+      const std::size_t t = todo.back();
+      todo.pop_back();
+      for (int e = 0; e < 3; ++e) {
+        const std::size_t a = tri[3 * t + std::size_t(e)], b = tri[3 * t + std::size_t(e + 1) % 3];
+        const auto& shared = edges[{std::min(a, b), std::max(a, b)}];
+        if (shared.size() != 2) continue;  // a boundary or a non-manifold edge
+        const std::size_t u = shared[0] == t ? shared[1] : shared[0];
+        if (done[u]) continue;
+        if (runs(u, a, b)) std::swap(tri[3 * u + 1], tri[3 * u + 2]);
+        done[u] = true;
+        todo.push_back(u);
+      }
+    }
+  }
+}
+
 // Signs that make the surfaces of one volume wind consistently: neighbouring surfaces traverse
 // their shared mesh edges in opposite directions. Then the sense whose enclosed volume is
 // positive is outward. Returns, per surface, +1 when its own winding (its normals) points out.
@@ -257,6 +295,7 @@ Model readModel(const std::string& path, const ImportOptions& options) {
     const std::vector<std::size_t>& q = e[3];
     for (std::size_t i = 0; i + 3 < q.size(); i += 4)
       tri.insert(tri.end(), {q[i], q[i + 1], q[i + 2], q[i], q[i + 2], q[i + 3]});
+    orientConsistently(tri);
     std::map<std::size_t, int> local;
     std::vector<P3> ps;
     std::vector<int> idx;
@@ -293,6 +332,22 @@ Model readModel(const std::string& path, const ImportOptions& options) {
     for (std::size_t i = 0; i < own.size(); ++i)
       m.volumeSides.back().push_back({own[i], -out[i]});
   }
+  // A surface that bounds one volume gets outward normals: its triangles are turned when the
+  // volume lies on the side they point to.
+  std::vector<int> uses(m.surfaceTags.size(), 0);
+  for (const auto& sides : m.volumeSides)
+    for (const auto& side : sides)
+      ++uses[std::size_t(side.first)];
+  for (auto& sides : m.volumeSides)
+    for (auto& side : sides) {
+      const std::size_t k = std::size_t(side.first);
+      if (uses[k] != 1 || side.second < 0) continue;
+      for (std::size_t i = 0; i + 2 < m.sheetTriangles[k].size(); i += 3) {
+        std::swap(m.sheetTriangles[k][i + 1], m.sheetTriangles[k][i + 2]);
+        std::swap(m.sheetTags[k][i + 1], m.sheetTags[k][i + 2]);
+      }
+      side.second = -1;
+    }
   return m;
 }
 

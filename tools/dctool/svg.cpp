@@ -276,7 +276,7 @@ void saveDrawingSvg(const nkbase::Serializable& object, const std::string& title
   std::ostringstream svg;
   if (!writeDrawingSvg(object, title, svg) && !writeDrawing3DSvg(object, title, view, svg)) {
     throw ToolError(1, title + ": byte 0: Not_a_2D_drawing: " + object.getClassID() +
-                           " is not a RenderDraw2D, RenderDrawProj2D or RenderDrawEdit2D");
+                           " is not a 2D drawing, a sketch or a 3D geometry");
   }
   if (path == "-") {
     std::cout << svg.str() << std::flush;
