@@ -612,18 +612,23 @@ std::unique_ptr<nkbase::Serializable> build2D(const Model& m, std::ostream& log)
 
 namespace {
 
-void startMesher() {
-  static const bool started = (gmsh::initialize(0, nullptr, false), true);
-  (void)started;
-  gmsh::option::setNumber("General.Terminal", 0);
-  gmsh::option::setNumber("General.AbortOnError", 0);
-}
+// The mesher's library for the length of one command: started, and finished (which frees its
+// models) however the command ends.
+struct MesherSession {
+  MesherSession() {
+    gmsh::initialize(0, nullptr, false);
+    gmsh::option::setNumber("General.Terminal", 0);
+    gmsh::option::setNumber("General.AbortOnError", 0);
+  }
+  ~MesherSession() { gmsh::finalize(); }
+  MesherSession(const MesherSession&) = delete;
+  MesherSession& operator=(const MesherSession&) = delete;
+};
 
 }  // namespace
 
 bool buildDemoPart(const std::string& mshPath) {
-  startMesher();
-  gmsh::clear();
+  const MesherSession session;
   gmsh::model::add("bracket");
   const int base = gmsh::model::occ::addBox(0, 0, 0, 2, 1, 0.3);
   const int wall = gmsh::model::occ::addBox(0, 0, 0, 0.3, 1, 1.2);
@@ -645,7 +650,7 @@ bool importAvailable() {
 
 std::unique_ptr<nkbase::Serializable> importModel(const std::string& path,
                                                   const ImportOptions& options, std::ostream& log) {
-  startMesher();
+  const MesherSession session;
   const Model m = readModel(path, options);
   if (planar(m)) return build2D(m, log);
   if (options.draw) {
