@@ -62,55 +62,55 @@ void RenderDrawGeom::deserializeAttributes(ISerialStream& is) {
 // all of them.
 void RenderDrawGeom::findLineIntersections(const std::vector<double>&, const std::vector<double>&,
                                            std::vector<std::vector<double>>&) const {
-  DC_RAISE_AT(73, "findLineIntersections only implemented in 3D");
+  DC_RAISE_AT(73, errors::kFindLineIntersectionsOnly3D);
 }
 
 // Picking, cutting and the cylinder queries need the sheets of the 3D geometries.
 int RenderDrawGeom::findClosestPoint(const std::vector<double>&, const std::vector<int>&,
                                      std::vector<double>&) const {
-  DC_RAISE_AT(79, "findClosestPoint only implemented in 3D");
+  DC_RAISE_AT(79, errors::kFindClosestPointOnly3D);
 }
 
 // A cut would append its segments to the plot data; here nothing is appended.
 void RenderDrawGeom::findPlaneIntersections(const Array<double, 1>&, const Array<double, 1>&,
                                             PostDataObject&) const {
-  DC_RAISE_AT(85, "findPlaneIntersections only implemented in 3D");
+  DC_RAISE_AT(85, errors::kFindPlaneIntersectionsOnly3D);
 }
 
 void RenderDrawGeom::findEntitiesInCylinder(const std::vector<double>&, const std::vector<double>&,
                                             double, double, double, int, bool,
                                             const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE_AT(91, "findEntitiesInCylinder only implemented in 3D");
+  DC_RAISE_AT(91, errors::kFindEntitiesInCylinderOnly3D);
 }
 
 // Only the concrete draw geometries know the layout of their render arrays.
 int RenderDrawGeom::getMLRenderPointSize() const {
-  DC_RAISE_AT(96, "Internal_error_exch_processing");
+  DC_RAISE_AT(96, errors::kNoRenderExport);
 }
 
 // Vertex records: the isolated points of a concrete geometry, one record each, numbered
 // from 1 in the export.
 int RenderDrawGeom::getMLRenderVtxSize() const {
-  DC_RAISE_AT(102, "Internal_error_exch_processing");
+  DC_RAISE_AT(102, errors::kNoRenderExport);
 }
 
 // Edge records: the segments of the curves of a concrete
 // geometry.
 int RenderDrawGeom::getMLRenderEdgSize() const {
-  DC_RAISE_AT(108, "Internal_error_exch_processing");
+  DC_RAISE_AT(108, errors::kNoRenderExport);
 }
 
 // Triangle records: the triangles of the faces of a concrete
 // geometry.
 int RenderDrawGeom::getMLRenderTriSize() const {
-  DC_RAISE_AT(114, "Internal_error_exch_processing");
+  DC_RAISE_AT(114, errors::kNoRenderExport);
 }
 
 // The coordinates and the element records that the size queries above count, with coincident
 // coordinates merged through uniquePoints.
 void RenderDrawGeom::getMLRenderData(std::vector<std::vector<float>>&,
                                      std::vector<std::vector<int>>&) const {
-  DC_RAISE_AT(121, "Internal_error_exch_processing");
+  DC_RAISE_AT(121, errors::kNoRenderExport);
 }
 
 void RenderDrawGeom::uniquePoints(std::vector<std::vector<float>>& coords,

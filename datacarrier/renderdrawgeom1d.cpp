@@ -54,9 +54,7 @@ double RenderDrawGeom1D::getBndArea(int, const std::vector<int>&) const {
 }
 
 void RenderDrawGeom1D::getBoundingBox(std::vector<float>& box) const {
-  box.clear();
-  box.push_back(box_.getMinX());
-  box.push_back(box_.getMaxX());
+  box = box_.bounds();
 }
 
 // The ball queries go through the object's own box queries (virtually, so that a derived class

@@ -138,11 +138,7 @@ double RenderDrawGeom2D::getBndArea(int dim, const std::vector<int>& faces) cons
 }
 
 void RenderDrawGeom2D::getBoundingBox(std::vector<float>& box) const {
-  box.clear();
-  box.push_back(box_.getMinX());
-  box.push_back(box_.getMaxX());
-  box.push_back(box_.getMinY());
-  box.push_back(box_.getMaxY());
+  box = box_.bounds();
 }
 
 // Inside: every vertex of the entity within the ball, the sphere included. Touching: a curve
@@ -161,8 +157,7 @@ void RenderDrawGeom2D::findEntitiesInBall(const std::vector<double>& c, double r
 // around the model; the clipping comes before the dimension is checked.
 std::vector<double> RenderDrawGeom2D::queryBox(const std::vector<double>& box, bool inside) const {
   if (inside) return box;
-  const float bounds[4] = {box_.getMinX(), box_.getMaxX(), box_.getMinY(), box_.getMaxY()};
-  return drawgeom::clipToGrownBounds(box, bounds, 2);
+  return drawgeom::clipToGrownBounds(box, box_.bounds().data(), 2);
 }
 
 void RenderDrawGeom2D::findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,

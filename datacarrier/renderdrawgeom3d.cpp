@@ -118,24 +118,36 @@ struct LineReach {
     usable = d[axis] != 0.0 && std::isfinite(slope[0]) && std::isfinite(slope[1]) &&
              std::isfinite(p0[0]) && std::isfinite(p0[1]) && std::isfinite(p0[2]);
   }
-  // Offset of corner v from the line in the other coordinate k (0 or 1).
-  double offset(const Sheet3D::Vertex& v, int k) const {
-    const float* c = &v.x;
-    return (double(c[other[k]]) - p0[other[k]]) - (double(c[axis]) - p0[axis]) * slope[k];
+  // The offsets of every vertex from the line, two floats per vertex, computed once per sheet
+  // so that each triangle only compares its corners' offsets. Rounding them to floats costs at
+  // most a relative 1e-7 of their size, which the slack of mayPierce covers many times over.
+  void offsets(const Sheet3D::Vertex* v, int n, std::vector<float>& out) const {
+    out.resize(2 * static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) {
+      const float* c = &v[i].x;
+      const double along = double(c[axis]) - p0[axis];
+      out[2 * i] = float((double(c[other[0]]) - p0[other[0]]) - along * slope[0]);
+      out[2 * i + 1] = float((double(c[other[1]]) - p0[other[1]]) - along * slope[1]);
+    }
   }
-  bool mayPierce(const Sheet3D::Vertex& a, const Sheet3D::Vertex& b, const Sheet3D::Vertex& c,
-                 double slack) const {
-    if (!usable) return true;
+  // False only when all three corners lie on one side of the line, by more than a thousandth of
+  // their spread plus the slack, in one of the two offsets.
+  static bool mayPierce(const float* offsets, const int* corners, float slack) {
     for (int k = 0; k < 2; ++k) {
-      const double oa = offset(a, k);
-      const double ob = offset(b, k);
-      const double oc = offset(c, k);
-      const double lo = std::min(std::min(oa, ob), oc);
-      const double hi = std::max(std::max(oa, ob), oc);
-      const double margin = 1e-3 * (hi - lo) + slack;
+      const float oa = offsets[2 * corners[0] + k];
+      const float ob = offsets[2 * corners[1] + k];
+      const float oc = offsets[2 * corners[2] + k];
+      const float lo = std::min(std::min(oa, ob), oc);
+      const float hi = std::max(std::max(oa, ob), oc);
+      const float margin = 1e-3f * (hi - lo) + slack;
       if (lo > margin || hi < -margin) return false;
     }
     return true;
+  }
+  // The slack for offsets of a sheet whose coordinates have the magnitude of box: far above
+  // the rounding of the exact test and of the float offsets.
+  float slackFor(const double* p, const BoundingBox3D& box) const {
+    return float(1e3 * rejectionSlack(p, box) * (1.0 + std::fabs(slope[0]) + std::fabs(slope[1])));
   }
   double p0[3];
   double slope[2];
@@ -143,6 +155,25 @@ struct LineReach {
   int other[2];
   bool usable;
 };
+
+// The side of sheet on which solid lies, from the sheet-to-solid relation: +1 (the side into
+// which the sheet's normals point) or -1 when the sheet's entries naming the solid carry only
+// that orientation, 0 when they carry both or neither (the sheet does not bound the solid, or
+// bounds it on both sides).
+int sideOfSheet(const Adjacent& sheetToSolid, int sheet, int solid) {
+  const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid, sheet);
+  if (sides.count == 0) return 0;
+  // Within the clamped run, so the orientations beside it exist.
+  const int* orientations = sheetToSolid.getAdjacentOrientations(sheet);
+  bool plus = false;
+  bool minus = false;
+  for (int m = 0; m < sides.count; ++m) {
+    if (sides.adjacents[m] != solid) continue;
+    plus = plus || orientations[m] == 1;
+    minus = minus || orientations[m] == -1;
+  }
+  return plus == minus ? 0 : plus ? 1 : -1;
+}
 
 }  // namespace
 
@@ -227,16 +258,8 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
         const Sheet3D& sheet = sheets_[j];
         if (sheet.getUp() == sheet.getDown()) continue;  // inside the solid, not its boundary
         // The side of the sheet on which this solid lies.
-        bool plus = false;
-        bool minus = false;
-        const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid_, j);
-        const int* orientations = sheetToSolid_.getAdjacentOrientations(j);
-        for (int m = 0; m < sides.count; ++m) {
-          if (sides.adjacents[m] != s) continue;
-          plus = plus || orientations[m] == 1;
-          minus = minus || orientations[m] == -1;
-        }
-        if (plus == minus) continue;  // bounds the solid on both sides or on none
+        const int side = sideOfSheet(sheetToSolid_, j, s);
+        if (side == 0) continue;  // bounds the solid on both sides or on none
         if (!sheet.isComplete()) return 0.0;
         const int n = sheet.getNumberOfVertices();
         const Sheet3D::Vertex* v = sheet.getVertexArray();
@@ -250,13 +273,14 @@ double RenderDrawGeom3D::getVolume(int dim, const std::vector<int>& entities) co
           const double ax = double(a.x) - o[0], ay = double(a.y) - o[1], az = double(a.z) - o[2];
           const double bx = double(b.x) - o[0], by = double(b.y) - o[1], bz = double(b.z) - o[2];
           const double cx = double(c.x) - o[0], cy = double(c.y) - o[1], cz = double(c.z) - o[2];
-          sum += (ax * (by * cz - bz * cy) + ay * (bz * cx - bx * cz) + az * (bx * cy - by * cx)) /
-                 6.0;
+          sum += ax * (by * cz - bz * cy) + ay * (bz * cx - bx * cz) + az * (bx * cy - by * cx);
         }
         // Normals pointing away from the solid (orientation -1) give positive sums.
-        measure += plus ? -sum : sum;
+        measure += side > 0 ? -sum : sum;
       }
     }
+    // The sums are six times the volumes: one division at the end rounds once.
+    measure /= 6.0;
   }
   return measure;
 }
@@ -297,19 +321,21 @@ void RenderDrawGeom3D::findLineIntersections(const std::vector<double>& p0,
   std::vector<int> owners;
   const trianglemath::LineQuery line(p0.data(), p1.data());
   const LineReach reach(p0.data(), p1.data());
+  std::vector<float> offsets;
   for (int k = 0; k < getNumberOfSheets(); ++k) {
     const Sheet3D& sheet = sheets_[k];
     if (!sheet.isValid()) continue;
     const int n = sheet.getNumberOfVertices();
     const Sheet3D::Vertex* v = sheet.getVertexArray();
     const int* corners = sheet.getTriangleArray();
-    const double slack = rejectionSlack(p0.data(), sheet.getBoundingBox());
+    if (reach.usable) reach.offsets(v, n, offsets);
+    const float slack = reach.usable ? reach.slackFor(p0.data(), sheet.getBoundingBox()) : 0.0f;
     for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
       if (!trianglemath::indicesValid(corners, n)) continue;
+      if (reach.usable && !LineReach::mayPierce(offsets.data(), corners, slack)) continue;
       const Sheet3D::Vertex& a = v[corners[0]];
       const Sheet3D::Vertex& b = v[corners[1]];
       const Sheet3D::Vertex& c = v[corners[2]];
-      if (!reach.mayPierce(a, b, c, slack)) continue;
       trianglemath::LineHit hit;
       if (!trianglemath::lineHitsTriangle(line, a, b, c, hit)) continue;
       hits.emplace_back(hit.t, static_cast<int>(hits.size()));
@@ -478,18 +504,10 @@ bool RenderDrawGeom3D::pointInSolid(const std::vector<double>& p, int solid) con
   for (std::size_t i = 0; i < hits.size(); ++i) {
     if (hits[i][0] <= 0.0) continue;
     const int k = hitSheets[i];
-    const drawgeom::AdjacentRun sides = drawgeom::adjacentRun(sheetToSolid_, k);
-    const int* orientations = sheetToSolid_.getAdjacentOrientations(k);
-    bool plus = false;
-    bool minus = false;
-    for (int m = 0; m < sides.count; ++m) {
-      if (sides.adjacents[m] != solid) continue;
-      plus = plus || orientations[m] == 1;
-      minus = minus || orientations[m] == -1;
-    }
-    if (plus == minus) continue;
+    const int side = sideOfSheet(sheetToSolid_, k, solid);
+    if (side == 0) continue;
     const double nd = hits[i][1] * d[0] + hits[i][2] * d[1] + hits[i][3] * d[2];
-    return plus ? nd < 0.0 : nd > 0.0;
+    return side > 0 ? nd < 0.0 : nd > 0.0;
   }
   return false;
 }

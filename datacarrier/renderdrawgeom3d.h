@@ -123,11 +123,12 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3D : public RenderDrawGeom {
   // has no meaningful measure.
   // A solid's volume sums, over its sheets (solid-to-sheet relation) whose up and down domains
   // differ, the signed volumes of the tetrahedra that their triangles span with the centre of
-  // the whole bounding box, each sheet's sum taken with the sign opposite to the sheet's
-  // orientation towards this solid (sheet-to-solid relation). Outward normals with orientation
-  // -1 and inward normals with +1 thus both give a closed solid a positive volume. A sheet whose
-  // entries name the solid on both sides, or on none (orientation 0), adds nothing. A bounding
-  // sheet that is not complete, or a relation entry naming no sheet, makes the result 0.0.
+  // the whole bounding box (summed six-fold, divided by 6 once at the end), each sheet's sum
+  // taken with the sign opposite to the sheet's orientation towards this solid (sheet-to-solid
+  // relation). Outward normals with orientation -1 and inward normals with +1 thus both give a
+  // closed solid a positive volume. A sheet whose entries name the solid on both sides, or on none
+  // (orientation 0), adds nothing. A bounding sheet that is not complete, or a relation entry
+  // naming no sheet, makes the result 0.0.
   double getVolume(int dim, const std::vector<int>& entities) const override;
   // dim 3: the summed areas (Sheet3D::getArea, 0.0 for an incomplete sheet) of the sheets that
   // bound the listed solids with different domains on their two sides, each sheet once; any

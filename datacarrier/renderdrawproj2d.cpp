@@ -40,23 +40,19 @@ double RenderDrawProj2D::getBndArea(int, const std::vector<int>&) const {
 }
 
 void RenderDrawProj2D::getBoundingBox(std::vector<float>& box) const {
-  box.clear();
-  box.push_back(box_.getMinX());
-  box.push_back(box_.getMaxX());
-  box.push_back(box_.getMinY());
-  box.push_back(box_.getMaxY());
+  box = box_.bounds();
 }
 
 // These raises carry the fixed lines of their error reports.
 void RenderDrawProj2D::findEntitiesInBall(const std::vector<double>&, double, int, bool,
                                           const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE_AT(66, "findEntitiesInBall not implemented in proj2D");
+  DC_RAISE_AT(66, errors::kFindEntitiesInBallNotProj2D);
 }
 
 // A projection is drawn and snapped to, never selected.
 void RenderDrawProj2D::findEntitiesInBox(const std::vector<double>&, int, bool,
                                          const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE_AT(72, "findEntitiesInBox not implemented in proj2D");
+  DC_RAISE_AT(72, errors::kFindEntitiesInBoxNotProj2D);
 }
 
 void RenderDrawProj2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {

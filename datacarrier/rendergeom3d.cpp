@@ -14,7 +14,7 @@ nkboost::shared_ptr<RenderGeom3D> RenderGeom3D::shared_ptr_cast(
     nkboost::shared_ptr<RenderDrawGeom3D>& geometry) {
   nkboost::shared_ptr<RenderGeom3D> map = nkboost::dynamic_pointer_cast<RenderGeom3D>(
       geometry && geometry->getClassID() == getStaticClassID() ? geometry : nullptr);
-  if (!map) DC_RAISE_AT(31, "Internal_error", "RenderGeom3D object expected");
+  if (!map) DC_RAISE_AT(31, errors::kInternalError, "RenderGeom3D object expected");
   return map;
 }
 

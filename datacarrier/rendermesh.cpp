@@ -88,7 +88,7 @@ nkboost::shared_ptr<RenderMesh> RenderMesh::deserializePolymorphic(ISerialStream
   if (classID == "RenderMeshSubdomain1D") return readPiece<RenderMeshSubdomain1D>(is);
   if (classID == "RenderMeshSubdomain2D") return readPiece<RenderMeshSubdomain2D>(is);
   // Whatever else: not a piece. Consumers' error tables know this report by its line.
-  DC_RAISE_AT(114, serialio::kIncompatibleVersion);
+  DC_RAISE_AT(114, errors::kIncompatibleVersion);
 }
 
 }  // namespace nkdatacarrier

@@ -34,7 +34,7 @@ class QVDATACARRIER_EXPORT RenderMeshCollection : public nkbase::Serializable, p
 
   // Empties the list and reserves room for n pieces.
   void reserve(int n);
-  // Appends the pointer: the piece is shared, not copied.
+  // Appends the pointer (not null): the piece is shared, not copied.
   void addRenderMesh(nkboost::shared_ptr<RenderMesh> piece) { pieces_.push_back(std::move(piece)); }
   int getNumberOfRenderMeshs() const { return static_cast<int>(pieces_.size()); }
   // Piece i, unchecked.

@@ -91,10 +91,12 @@ class QVDATACARRIER_EXPORT Sheet3D : public nkbase::Serializable {
   // target with sized but uncopied arrays and its own old box and domains.
   void duplicate(Sheet3D& target) const;
 
-  // Proximity and region tests. Every one answers false for an invalid sheet and first rejects
-  // by the stored box against the query shape's box. Shapes: point or centre (x, y, z); box
-  // (xmin, xmax, ymin, ymax, zmin, zmax); cylinder: axis point p, axis direction (any length),
-  // radius r, upper height hMax and lower height hMin along the unit axis from p.
+  // Proximity and region tests. Every one answers false for an invalid sheet; the ball, box and
+  // cylinder tests first reject by the stored box against the query shape's box (the ball's
+  // cube, the box, the cube of half size sqrt(r^2 + max(hMax^2, hMin^2)) around the cylinder's
+  // axis point). Shapes: point or centre (x, y, z); box (xmin, xmax, ymin, ymax, zmin, zmax);
+  // cylinder: axis point p, axis direction (any length), radius r, upper height hMax and lower
+  // height hMin along the unit axis from p.
 
   // Closest point of the sheet to p. Returns true when some point is strictly nearer than the
   // incoming dist2, and then leaves that point in closest (which must hold 3 entries) and its

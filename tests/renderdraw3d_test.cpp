@@ -4,7 +4,10 @@
 #define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
+#include <random>
 #include <stdexcept>
 
 // The carriers first: the stream checks rely on their includes for nkbase::Prop.
@@ -246,4 +249,121 @@ TEST(RenderDrawGeom3DCube, WireframeOfItselfKeepsPointsAndCurves) {
   EXPECT_EQ(g.getCurve(1).getNumberOfVertices(), 2);
   EXPECT_EQ(g.getCurve(1).getBoundingBox().getMaxX(), 1.0f);
   EXPECT_FALSE(g.getCurve(0).isValid());
+}
+
+// Every byte of the cube's stream replaced in turn: each copy that still reads back answers
+// every query without reading outside its arrays (checked under the sanitizers).
+TEST(RenderDrawGeom3DCube, EveryQueryOnMutatedStreamsStaysInBounds) {
+  RenderDraw3D cube = unitCube();
+  cube.allocate(1, 6, 1, 1);
+  cube = unitCube();
+  const std::vector<char> bytes = qvtest::binaryOf(cube);
+  int readBack = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    for (char value : {char(0xff), char(0x7f), char(0x02)}) {
+      std::vector<char> mutated = bytes;
+      mutated[i] = value;
+      BinaryISerialStream is(mutated);
+      RenderDraw3D g;
+      try {
+        g.deserialize(is);
+      } catch (const std::exception&) {
+        continue;
+      }
+      ++readBack;
+      std::vector<int> solids, sheets, curves, found;
+      for (int s = 0; s < g.getNumberOfSolids(); ++s)
+        solids.push_back(s);
+      for (int s = 0; s < g.getNumberOfSheets(); ++s)
+        sheets.push_back(s);
+      for (int c = 0; c < g.getNumberOfCurves(); ++c)
+        curves.push_back(c);
+      try {
+        g.getVolume(3, solids);
+        g.getVolume(2, sheets);
+        g.getBndArea(3, solids);
+        std::vector<std::vector<double>> hits;
+        g.findLineIntersections({0.3, 0.4, -1}, {0.3, 0.4, 2}, hits);
+        std::vector<double> closest;
+        g.findClosestPoint({0.3, 0.4, 0.2}, sheets, closest);
+        std::vector<std::vector<float>> coords;
+        std::vector<std::vector<int>> elements;
+        g.getMLRenderData(coords, elements);
+        for (int dim : {1, 2, 3}) {
+          const std::vector<int>& all = dim == 1 ? curves : dim == 2 ? sheets : solids;
+          for (bool inside : {true, false}) {
+            g.findEntitiesInBall({0.5, 0.5, 0.5}, 0.2, dim, inside, all, found);
+            g.findEntitiesInBox({0, 2, 0, 2, 0, 2}, dim, inside, all, found);
+            g.findEntitiesInCylinder({0.5, 0.5, 0}, {0, 0, 1}, 0.2, 1.0, 0.0, dim, inside, all,
+                                     found);
+          }
+        }
+        for (int s : solids)
+          g.pointInSolid({0.3, 0.4, 0.2}, s);
+      } catch (const nkbase::Exception& e) {
+        EXPECT_EQ(e.getCode(), "Invalid_face_number");  // a solid naming a missing sheet
+      }
+    }
+  }
+  EXPECT_GT(readBack, 100);
+}
+
+// The geometry's pick and closest-point search skip triangles by cheap tests first; their
+// answers must be those of the sheet's own loops, bit for bit, for lines and points anywhere,
+// also through vertices and along edges.
+TEST(RenderDrawGeom3DSphere, PickAndClosestPointMatchTheSheetLoops) {
+  const int rings = 24, segments = 48;
+  const double pi = std::acos(-1.0);
+  RenderDraw3D g;
+  g.allocate(1, 1, 0, 0);
+  Sheet3D& s = g.sheet(0);
+  s.allocate(rings * segments, 2 * (rings - 1) * segments);
+  for (int r = 0; r < rings; ++r) {
+    for (int k = 0; k < segments; ++k) {
+      const double th = pi * (r + 0.5) / rings, ph = 2 * pi * k / segments;
+      const double n[3] = {std::sin(th) * std::cos(ph), std::sin(th) * std::sin(ph), std::cos(th)};
+      s.setVertex(r * segments + k, float(3 * n[0] + 1), float(3 * n[1]), float(3 * n[2] - 2),
+                  float(n[0]), float(n[1]), float(n[2]));
+    }
+  }
+  int t = 0;
+  for (int r = 0; r + 1 < rings; ++r) {
+    for (int k = 0; k < segments; ++k) {
+      const int a = r * segments + k, b = r * segments + (k + 1) % segments;
+      s.setTriangle(t++, a, a + segments, b + segments);
+      s.setTriangle(t++, a, b + segments, b);
+    }
+  }
+  s.setBoundingBox3D(BoundingBox3D(-2.0f, 4.0f, -3.0f, 3.0f, -5.0f, 1.0f));
+  s.setValid(true);
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> coordinate(-6.0, 6.0);
+  for (int q = 0; q < 400; ++q) {
+    std::vector<double> p0 = {coordinate(random), coordinate(random), coordinate(random)};
+    std::vector<double> p1 = {coordinate(random), coordinate(random), coordinate(random)};
+    if (q % 4 == 1) {  // through a vertex
+      const Sheet3D::Vertex& v = s.getVertex(q % s.getNumberOfVertices());
+      p1 = {double(v.x), double(v.y), double(v.z)};
+    } else if (q % 4 == 2) {  // axis-parallel
+      p1 = {p0[0], p0[1], p0[2] + 1.0};
+    }
+    std::vector<std::pair<double, int>> hits;
+    std::vector<double> normals;
+    s.findLineIntersections(p0, p1, hits, normals);
+    std::sort(hits.begin(), hits.end());
+    std::vector<std::vector<double>> result;
+    g.findLineIntersections(p0, p1, result);
+    ASSERT_EQ(result.size(), hits.size()) << q;
+    for (std::size_t i = 0; i < hits.size(); ++i) {
+      const std::vector<double> expected = {hits[i].first, normals[3 * hits[i].second],
+                                            normals[3 * hits[i].second + 1],
+                                            normals[3 * hits[i].second + 2]};
+      EXPECT_EQ(result[i], expected) << q;
+    }
+    std::vector<double> closest(3), sheetClosest(3);
+    double d2 = std::numeric_limits<double>::infinity();
+    ASSERT_TRUE(s.findClosestPoint(p0, sheetClosest, d2, -1.0));
+    EXPECT_EQ(g.findClosestPoint(p0, {0}, closest), 0);
+    EXPECT_EQ(closest, sheetClosest) << q;
+  }
 }

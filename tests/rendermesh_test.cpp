@@ -80,6 +80,18 @@ RenderMeshBoundary3D oneTriangleFace() {
   return b;
 }
 
+// One small piece of every kind.
+std::vector<nkboost::shared_ptr<RenderMesh>> everyPiece() {
+  auto e = nkboost::make_shared<RenderMeshEdge3D>(1);
+  e->appendVertex(1, 2, 3);
+  auto s1 = nkboost::make_shared<RenderMeshSubdomain1D>(3);
+  s1->appendVertex(4);
+  auto b2 = nkboost::make_shared<RenderMeshBoundary2D>(5);
+  b2->appendVertex(6, 7);
+  return {e, nkboost::make_shared<RenderMeshBoundary3D>(oneTriangleFace()), s1,
+          nkboost::make_shared<RenderMeshSubdomain2D>(squareWithHole()), b2};
+}
+
 }  // namespace
 
 TEST(RenderMeshAttributes, DimensionsFollowTheTypeOnConstruction) {
@@ -338,18 +350,16 @@ TEST(RenderMeshSerialization, EveryPieceRoundTripsAndTruncationsRaise) {
     EXPECT_EQ(raw(r), raw(d));
   }
   const RenderMeshBoundary3D b = oneTriangleFace();
-  for (const auto& r : qvtest::streamCopies(b))
-    EXPECT_EQ(raw(r), raw(b));
   RenderMeshSubdomain1D s(5);
   s.appendVertex(-1);
-  for (const auto& r : qvtest::streamCopies(s))
-    EXPECT_EQ(raw(r), raw(s));
   RenderMeshEdge3D e(2);
   e.appendVertex(1, 2, 3);
   RenderMeshBoundary2D b2(2);
   b2.appendVertex(1, 2);
+  EXPECT_EQ(raw(qvtest::streamCopies(b)[1]), raw(b));
+  EXPECT_EQ(raw(qvtest::streamCopies(s)[1]), raw(s));
   EXPECT_EQ(raw(qvtest::streamCopies(e)[1]), raw(e));
-  EXPECT_EQ(raw(qvtest::streamCopies(b2)[0]), raw(b2));
+  EXPECT_EQ(raw(qvtest::streamCopies(b2)[1]), raw(b2));
   qvtest::expectEveryTruncationRaisesEndOfFile(d);
   qvtest::expectEveryTruncationRaisesEndOfFile(b);
   qvtest::expectEveryTruncationRaisesEndOfFile(s);
@@ -367,35 +377,21 @@ TEST(RenderMeshSerialization, EveryPieceRoundTripsAndTruncationsRaise) {
 
 TEST(RenderMeshSerialization, RefusedVersionsWithTheirLines) {
   struct Case {
-    std::function<nkboost::shared_ptr<RenderMesh>()> make;
-    std::string site;
+    const char* classID;
+    const char* site;
     std::vector<int> refused;
   };
-  const std::vector<Case> cases = {
-      {[] { return nkboost::make_shared<RenderMeshEdge3D>(); },
-       "datacarrier/rendermeshedge3d:94",
-       {1, -1}},
-      {[] { return nkboost::make_shared<RenderMeshBoundary3D>(); },
-       "datacarrier/rendermeshboundary3d:182",
-       {1, -1}},
-      {[] { return nkboost::make_shared<RenderMeshSubdomain1D>(); },
-       "datacarrier/rendermeshsubdomain1d:86",
-       {1, -1}},
-      {[] { return nkboost::make_shared<RenderMeshSubdomain2D>(); },
-       "datacarrier/rendermeshsubdomain2d:243",
-       {0, 2, -1}},
-      {[] { return nkboost::make_shared<RenderMeshBoundary2D>(); },
-       "datacarrier/rendermeshboundary2d:91",
-       {1, -1}},
-  };
-  for (const Case& c : cases) {
+  for (const Case& c : {Case{"RenderMeshEdge3D", "rendermeshedge3d:94", {1, -1}},
+                        Case{"RenderMeshBoundary3D", "rendermeshboundary3d:182", {1, -1}},
+                        Case{"RenderMeshSubdomain1D", "rendermeshsubdomain1d:86", {1, -1}},
+                        Case{"RenderMeshSubdomain2D", "rendermeshsubdomain2d:243", {0, 2, -1}},
+                        Case{"RenderMeshBoundary2D", "rendermeshboundary2d:91", {1, -1}}}) {
     for (int version : c.refused) {
-      ForgedIStream s({version, 0, 0, 0, 0, false});
-      const auto piece = c.make();
-      EXPECT_EQ(raiseSite([&] { piece->deserializeRaw(s); }),
-                c.site + " Incompatible_native_file_version")
+      ForgedIStream s({std::string(c.classID), version, 0, 0, 0, 0, false});
+      EXPECT_EQ(raiseSite([&] { RenderMesh::deserializePolymorphic(s); }),
+                std::string("datacarrier/") + c.site + " Incompatible_native_file_version")
           << version;
-      EXPECT_EQ(s.consumed(), 1u);
+      EXPECT_EQ(s.consumed(), 2u);
     }
   }
 }
@@ -430,16 +426,7 @@ TEST(RenderMeshSerialization, CorruptCountsRaiseBeforeAllocating) {
 }
 
 TEST(RenderMeshPolymorphic, ReadsEveryKindByItsIdentifier) {
-  RenderMeshEdge3D e(1);
-  e.appendVertex(1, 2, 3);
-  RenderMeshSubdomain1D s1(3);
-  s1.appendVertex(4);
-  RenderMeshBoundary2D b2(5);
-  b2.appendVertex(6, 7);
-  const RenderMeshBoundary3D b3 = oneTriangleFace();
-  const RenderMeshSubdomain2D s2 = squareWithHole();
-  const RenderMesh* pieces[] = {&e, &b3, &s1, &s2, &b2};
-  for (const RenderMesh* p : pieces) {
+  for (const auto& p : everyPiece()) {
     const std::vector<char> bytes = qvtest::binaryOf(*p);
     BinaryISerialStream in(bytes);
     const nkboost::shared_ptr<RenderMesh> r = RenderMesh::deserializePolymorphic(in);

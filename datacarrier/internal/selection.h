@@ -34,7 +34,8 @@ struct Sites {
   const char* dimensionCode = errors::kInvalidEntityDimension;
 };
 
-// The operation's two rows, by sense.
+// The operation's two rows, by sense. A checked geometry gives both kinds of lines, e.g.
+// {{663, {627, 635, 643}}, {711, {670, 678, 686}}} for inside and touching.
 struct SitesBySense {
   Sites inside;
   Sites touching;

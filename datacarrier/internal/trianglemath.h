@@ -88,7 +88,11 @@ inline bool lineHitsTriangle(const LineQuery& q, const Vertex& a, const Vertex& 
   w[2] = q.p0[2] - double(a.z);
   cross(e2, q.d, pv);
   const double det = dot3(e1, pv);
-  hit.s = dot3(w, pv) / det;
+  const double ns = dot3(w, pv);
+  // |ns| >= 2 |det| makes the quotient at least 2 in magnitude (or infinite, or 0 / 0), which
+  // fails the band below whatever its rounding: the division can be skipped.
+  if (std::fabs(ns) >= 2.0 * std::fabs(det)) return false;
+  hit.s = ns / det;
   if (!(hit.s > -1e-5 && hit.s < 1.00001)) return false;
   double qv[3];
   cross(q.d, e1, qv);
@@ -198,9 +202,11 @@ inline bool closestOnTriangle(const double* p, const Vertex& a, const Vertex& b,
 using segmentmath::CenteredBox;
 
 // Whether one separating axis parts the projections [min, max] of the triangle from the box's
-// [-radius, radius]. Strict: touching does not separate.
+// [-radius, radius]: all three beyond radius, or all three below -radius. Strict: touching does
+// not separate. (Put per vertex, a NaN projection never counts as beyond, whatever its place.)
 inline bool separates(double p0, double p1, double p2, double radius) {
-  return std::min({p0, p1, p2}) > radius || std::max({p0, p1, p2}) < -radius;
+  return (p0 > radius && p1 > radius && p2 > radius) ||
+         (p0 < -radius && p1 < -radius && p2 < -radius);
 }
 
 // Separating-axis test of the triangle a, b, c against the box, in the box's centre frame: the
@@ -255,7 +261,7 @@ inline bool boxMeetsTriangle(const CenteredBox<3>& box, const Vertex& a, const V
 struct CylinderQuery {
   CylinderQuery(const double* p_, const double* u_, const double* v_, const double* w_, double r,
                 double hMax_, double hMin_)
-      : r2(r * r), hMax(hMax_), hMin(hMin_) {
+      : r2(r * r), clear(std::fabs(r) * (1.0 + 0x1p-30)), hMax(hMax_), hMin(hMin_) {
     for (int k = 0; k < 3; ++k) {
       p[k] = p_[k];
       u[k] = u_[k];
@@ -268,9 +274,33 @@ struct CylinderQuery {
   double v[3];
   double w[3];
   double r2;
+  double clear;  // |r| with a margin: projected points farther out on one side cannot meet
   double hMax;
   double hMin;
 };
+
+// Whether the projected polygon certainly misses the circle: all its points lie on one side of
+// one coordinate axis, farther than the radius plus a margin that covers every rounding of the
+// edge-distance and crossing computations (single-precision edge directions: 2^-24 of the
+// span; double steps: a few 2^-53). Then every edge's squared distance, as computed, exceeds
+// r^2, and the crossing parity comes out false (on the far side of x = 0 all crossings, or none,
+// toggle, and a closed polygon crosses y = 0 an even number of times; beyond y = 0 it crosses
+// none). The full test would answer false as well: this only saves its work.
+inline bool projectedMisses(const float (*q)[2], int n, double clear) {
+  for (int i = 0; i < n; ++i) {
+    if (std::isnan(q[i][0]) || std::isnan(q[i][1])) return false;  // leave NaN to the full test
+  }
+  for (int k = 0; k < 2; ++k) {
+    double lo = q[0][k], hi = q[0][k];
+    for (int i = 1; i < n; ++i) {
+      lo = std::min(lo, double(q[i][k]));
+      hi = std::max(hi, double(q[i][k]));
+    }
+    const double margin = clear + 0x1p-20 * std::max(std::fabs(lo), std::fabs(hi));
+    if (lo > margin || -hi > margin) return true;
+  }
+  return false;
+}
 
 // Clips the polygon `in` of n points with heights h to the side of the plane h = level that
 // `below` names (h <= level, else h >= level), walking each edge i -> i + 1: the start point is
@@ -339,6 +369,7 @@ inline bool cylinderMeetsTriangle(const CylinderQuery& cyl, const Vertex& a, con
     q[i][0] = float(dot3(poly[i], cyl.u));
     q[i][1] = float(dot3(poly[i], cyl.v));
   }
+  if (projectedMisses(q, n, cyl.clear)) return false;
   const double origin[2] = {0.0, 0.0};
   for (int i = 0; i < n; ++i) {
     const int j = i + 1 == n ? 0 : i + 1;

@@ -46,11 +46,11 @@ nlohmann::ordered_json jsonNumber(float v) {
   return std::stod(number(v, false));
 }
 
-// A measure to 15 significant digits, so that a sum with rounding noise prints as meant.
+// The same for a double.
 std::string number(double v, bool json) {
   if (json && !std::isfinite(v)) return "null";
   std::ostringstream s;
-  s << std::setprecision(15) << v;
+  s << std::setprecision(17) << v;
   return s.str();
 }
 

@@ -10,6 +10,7 @@
 #include "datacarrier/closedpath2d.h"
 #include "datacarrier/curve1d.h"
 #include "datacarrier/curve2d.h"
+#include "datacarrier/curve3d.h"
 #include "datacarrier/face2d.h"
 #include "datacarrier/impression.h"
 #include "datacarrier/postdataobject.h"
@@ -27,6 +28,7 @@
 #include "datacarrier/rendermeshedge3d.h"
 #include "datacarrier/rendermeshsubdomain1d.h"
 #include "datacarrier/rendermeshsubdomain2d.h"
+#include "datacarrier/sheet3d.h"
 #include "summary.h"
 
 namespace dctool {
@@ -73,6 +75,8 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<RenderMeshSubdomain1D>(),
       entry<RenderMeshSubdomain2D>(),
       entry<RenderMeshBoundary2D>(),
+      entry<Curve3D>(),
+      entry<Sheet3D>(),
   };
   return classes;
 }

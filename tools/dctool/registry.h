@@ -20,7 +20,7 @@ struct Summary {
   std::vector<float> boundingBox;  // (min, max) per axis; empty when the class has none
   int valid = -1;                  // -1: the class has no validity flag
   std::vector<int> degrees;        // the polynomial degree of each curve that has one
-  // Per-entity measures by name ("solid volumes": one value per solid); empty when none.
+  // Named measures: one value (a curve's "length") or one per entity ("solid volumes").
   std::vector<std::pair<std::string, std::vector<double>>> measures;
 };
 

@@ -10,9 +10,11 @@
 #include "datacarrier/boundingbox1d.h"
 #include "datacarrier/boundingbox2d.h"
 #include "datacarrier/boundingbox3d.h"
+#include "datacarrier/curve3d.h"
 #include "datacarrier/idatacarrier.h"
 #include "datacarrier/rendermeshcollection.h"
 #include "datacarrier/rendermeshpiece.h"
+#include "datacarrier/sheet3d.h"
 #include "registry.h"
 
 namespace dctool {
@@ -43,16 +45,6 @@ template <typename T, typename = void>
 struct HasIsValid : std::false_type {};
 template <typename T>
 struct HasIsValid<T, std::void_t<decltype(std::declval<const T&>().isValid())>> : std::true_type {};
-
-inline void boxFields(const nkdatacarrier::BoundingBox1D& b, std::vector<float>& out) {
-  out = {b.getMinX(), b.getMaxX()};
-}
-inline void boxFields(const nkdatacarrier::BoundingBox2D& b, std::vector<float>& out) {
-  out = {b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY()};
-}
-inline void boxFields(const nkdatacarrier::BoundingBox3D& b, std::vector<float>& out) {
-  out = {b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY(), b.getMinZ(), b.getMaxZ()};
-}
 
 // Declares a detector and a reader for one count accessor.
 #define DCTOOL_COUNT(Method, name)                                                     \
@@ -135,7 +127,7 @@ void summarise(const T& object, Summary& s) {
   if constexpr (detail::HasBoxIntoVector<T>::value) {
     object.getBoundingBox(s.boundingBox);
   } else if constexpr (detail::HasBoxMember<T>::value) {
-    detail::boxFields(object.getBoundingBox(), s.boundingBox);
+    s.boundingBox = object.getBoundingBox().bounds();
   }
   if constexpr (detail::HasIsValid<T>::value) s.valid = object.isValid() ? 1 : 0;
   if constexpr (detail::HasSolidMeasures<T>::value) {
@@ -193,6 +185,17 @@ inline void summarise(const nkdatacarrier::RenderMeshCollection& collection, Sum
   s.counts.emplace_back("vertices", vertices);
   s.counts.emplace_back("triangles", triangles);
   s.counts.emplace_back("quads", quads);
+}
+
+// The 3D curve adds its length, the sheet its area (0 unless its mesh is complete) to what every
+// class shows.
+inline void summarise(const nkdatacarrier::Curve3D& curve, Summary& s) {
+  summarise<nkdatacarrier::Curve3D>(curve, s);
+  s.measures.push_back({"length", {curve.getLength()}});
+}
+inline void summarise(const nkdatacarrier::Sheet3D& sheet, Summary& s) {
+  summarise<nkdatacarrier::Sheet3D>(sheet, s);
+  s.measures.push_back({"area", {sheet.getArea()}});
 }
 
 }  // namespace dctool
