@@ -2,8 +2,11 @@
 # Installs the Debian packages that a purpose needs and this machine lacks, then returns.
 #   scripts/install-deps.sh test   # the test suite (and the sanitizer run): compiler, CMake,
 #                                  # GoogleTest, Google Benchmark, pkg-config
-#   scripts/install-deps.sh demo   # the libraries and dctool only
+#   scripts/install-deps.sh demo   # the libraries and dctool only (with its argument parser,
+#                                  # JSON writer and the mesher's library for `import`)
 #   scripts/install-deps.sh models # the meshed-model test: the mesher's library and JSON
+#   scripts/install-deps.sh view   # for looking at dctool's exports: a viewer run offscreen
+#                                  # (pvpython under xvfb-run) and a headless browser
 # Runs apt-get as root, or through sudo for another user. Nothing is installed twice.
 set -euo pipefail
 
@@ -15,12 +18,19 @@ PACKAGES=(
   "pkg-config test"
   "libgtest-dev test"
   "libbenchmark-dev test"
-  "libgmsh-dev test models"
-  "nlohmann-json3-dev test models"
+  "libgmsh-dev demo test models"
+  "nlohmann-json3-dev demo test models"
+  "libcli11-dev demo test"
+  "python3 test"
+  "paraview view"
+  "python3-paraview view"
+  "xvfb view"
+  "xauth view"
+  "chromium view"
 )
 
 if [ $# -eq 0 ]; then
-  echo "usage: $0 test|demo..." >&2
+  echo "usage: $0 test|demo|models|view..." >&2
   exit 2
 fi
 

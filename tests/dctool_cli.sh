@@ -30,6 +30,11 @@ case $case in
     expect_out "face area 7.21964"
     expect_out "the arc at u = 1/2 lies 1 from its centre"
     expect_out "moving vertex 1 changes edges 0 1"
+    # The 3D part (meshed and imported, or generated): both forms, queries, viewer files.
+    for f in part.bin part.txt part-cut.bin part.vtp part.obj part.svg; do
+      [ -s "$dir/$f" ] || fail "demo did not write $f"
+    done
+    expect_out "hits 2 sheet(s)"
     ;;
   dump)
     run 0 dump "$dir/impression.bin"
@@ -56,7 +61,7 @@ case $case in
     expect_out "degrees:           1, 2, 3, 1 (one per edge)"
     expect_out "bounding box:      x 0 .. 3, y 0 .. 2.5999999"
     run 0 info --json "$dir/sketch.bin"
-    expect_out '"counts": {"vertices": 5, "edges": 4}, "degrees": [1, 2, 3, 1]'
+    expect_out '"counts":{"vertices":5,"edges":4},"degrees":[1,2,3,1]'
     run 0 info "$dir/mesh.bin"
     expect_out "data-carrier type: 3 (mesh collection)"
     expect_out "entities:          2 pieces, 1 2D subdomain pieces, 1 2D boundary pieces, 28 vertices, 2 triangles, 7 quads"
@@ -69,10 +74,10 @@ case $case in
     expect_out "solid volumes:     2"
     expect_out "solid boundary areas: 10"
     run 0 info --json "$dir/drawing3d.txt"
-    expect_out '"solid volumes": [2], "solid boundary areas": [10]'
+    expect_out '"solid volumes":[2.0],"solid boundary areas":[10.0]'
     run 0 info --json "$dir/impression.bin"
-    expect_out '"class": "Impression", "dataCarrierType": 9'
-    expect_out '"boundingBox": {"x": [1, 3], "y": [0.5, 1.5]}'
+    expect_out '"class":"Impression","dataCarrierType":9'
+    expect_out '"boundingBox":{"x":[1.0,3.0],"y":[0.5,1.5]}'
     ;;
   svg)
     run 0 svg "$dir/drawing2d.bin" "$dir/plate.svg"
@@ -110,6 +115,31 @@ case $case in
       cmp -s "$dir/$f.same.bin" "$dir/$f.bin" || fail "$f: binary to binary changed"
     done
     ;;
+  export)
+    # Every drawing, geometry map, mesh and plot data sample exports; the .vtp parses as XML
+    # with one kind and one entity number per cell, the .obj names only existing vertices.
+    for f in drawing1d drawing2d projection sketch geommap2d drawing3d mesh plot; do
+      run 0 export "$dir/$f.bin" "$dir/$f.vtp"
+      run 0 export "$dir/$f.txt" "$dir/$f.obj"
+      python3 - "$dir/$f.vtp" "$dir/$f.obj" <<'PY' || fail "$f: exports do not parse back"
+import sys, xml.etree.ElementTree as ET
+piece = ET.parse(sys.argv[1]).getroot().find("PolyData/Piece")
+cells = sum(int(piece.get(k)) for k in ("NumberOfVerts", "NumberOfLines", "NumberOfPolys"))
+arrays = {a.get("Name"): (a.text or "").split() for a in piece.iter("DataArray")}
+assert cells > 0 and len(arrays["kind"]) == cells == len(arrays["entity"]), sys.argv[1]
+assert all(int(e) >= 1 for e in arrays["entity"])
+lines = open(sys.argv[2]).read().splitlines()
+nv = sum(l.startswith("v ") for l in lines)
+ids = [int(x.split("/")[0]) for l in lines if l[:2] in ("f ", "l ", "p ") for x in l.split()[1:]]
+assert nv == int(piece.get("NumberOfPoints")) and all(1 <= i <= nv for i in ids), sys.argv[2]
+PY
+    done
+    run 0 export "$dir/drawing3d.bin" "$dir/block.vtp" -v
+    expect_err "24 points, 0 vertices, 0 lines, 12 polygons"
+    grep -qF 'Name="Normals"' "$dir/block.vtp" || fail "the block's normals are not exported"
+    run 0 svg "$dir/drawing3d.bin" "$dir/block.svg" --view x
+    [ "$(grep -c '<polygon' "$dir/block.svg")" -eq 12 ] || fail "the block's triangles are not drawn"
+    ;;
   bad-files)
     # Every truncation of a binary file: exit 1 with one line naming file, offset and code.
     size=$(stat -c %s "$dir/impression.bin")
@@ -139,19 +169,55 @@ case $case in
     printf 'string "NoSuchClass"\n' >"$dir/unknown.txt"
     run 1 info "$dir/unknown.txt"
     expect_err "Unknown_class_identifier"
+    # A directory given as a file, a query on the wrong class, an unknown export format.
+    run 1 info "$dir"
+    one_line_err
+    expect_err "is a directory"
+    run 1 convert "$dir/symbol.bin" "$dir"
+    one_line_err
+    run 1 pick "$dir/drawing2d.bin" 0 0 0 1 1 1
+    one_line_err
+    expect_err "is not a 3D geometry"
+    run 1 export "$dir/drawing3d.bin" "$dir/x.stl"
+    one_line_err
+    run 1 export "$dir/impression.bin" "$dir/x.vtp"
+    one_line_err
+    # A non-finite coordinate never reaches an output file: the entity is left out and named.
+    awk '/Vertex coordinates and normals/ { n = NR } NR == n + 1 && n { sub(/float 0/, "float nan") } 1' \
+      "$dir/drawing3d.txt" >"$dir/nan.txt"
+    for out in nan.vtp nan.obj nan.svg; do
+      case $out in *.svg) run 0 svg "$dir/nan.txt" "$dir/$out" ;; *) run 0 export "$dir/nan.txt" "$dir/$out" ;; esac
+      expect_err "non-finite coordinate"
+      ! grep -qi 'nan\b' <(grep -v '<title>' "$dir/$out") || fail "$out holds a NaN"
+    done
     ;;
   usage)
     run 0 --help
-    expect_out "usage: dctool"
-    for c in dump info convert svg demo; do
+    expect_out "Usage: dctool"
+    for c in dump info convert svg demo import export pick select inside cut; do
       run 0 "$c" --help
-      expect_out "usage: dctool $c"
+      expect_out "Usage: dctool $c"
     done
-    run 2
-    run 2 frobnicate
-    run 2 dump
-    run 2 info "$dir/symbol.bin" --yaml
-    run 2 convert "$dir/symbol.bin" "$dir/x.txt" --text --binary
+    run 0 --version
+    expect_out "dctool "
+    # Bad usage: exit 2 with one line.
+    for args in "" "frobnicate" "dump" "info $dir/symbol.bin --yaml" "pick $dir/drawing3d.bin 1 2" \
+      "convert $dir/symbol.bin $dir/x.txt --text --binary" "svg $dir/drawing3d.bin x.svg --view w" \
+      "select $dir/drawing3d.bin cone 1 2 3 4 --dim 2" "select $dir/drawing3d.bin ball 1 2 3 4"; do
+      # shellcheck disable=SC2086
+      run 2 $args
+      one_line_err
+    done
+    # Quiet on success unless asked; `-` reads standard input and writes standard output.
+    run 0 convert "$dir/symbol.bin" "$dir/quiet.txt"
+    [ ! -s "$dir/$case.out" ] && [ ! -s "$dir/$case.err" ] || fail "convert is not quiet"
+    cmp -s "$dir/quiet.txt" "$dir/symbol.txt" || fail "convert to .txt did not write the text form"
+    run 0 convert "$dir/symbol.txt" "$dir/loud.bin" -v
+    expect_err "(binary)"
+    "$tool" convert - - --binary <"$dir/symbol.txt" >"$dir/piped.bin" || fail "convert - -"
+    cmp -s "$dir/piped.bin" "$dir/symbol.bin" || fail "convert through pipes changed the file"
+    "$tool" info - <"$dir/symbol.bin" >"$dir/$case.out" || fail "info -"
+    expect_out "class:             CgSymbolData"
     ;;
   *)
     fail "unknown case"

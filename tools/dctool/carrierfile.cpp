@@ -2,7 +2,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <new>
 #include <sstream>
@@ -17,6 +19,12 @@ namespace dctool {
 namespace {
 
 std::vector<char> readFile(const std::string& path) {
+  if (path == "-") {
+    return std::vector<char>(std::istreambuf_iterator<char>(std::cin),
+                             std::istreambuf_iterator<char>());
+  }
+  std::error_code ec;
+  if (std::filesystem::is_directory(path, ec)) throw ToolError(1, path + ": is a directory");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw ToolError(1, path + ": cannot open: " + std::strerror(errno));
   return std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -98,6 +106,13 @@ std::string formatName(Format format) {
   return format == Format::Binary ? "binary" : "text";
 }
 
+Format formatForPath(const std::string& path, const std::string& flag) {
+  if (flag == "text") return Format::Text;
+  if (flag == "binary") return Format::Binary;
+  const std::string ext = std::filesystem::path(path).extension().string();
+  return ext == ".txt" ? Format::Text : Format::Binary;
+}
+
 LoadedCarrier loadCarrier(const std::string& path) {
   const std::vector<char> bytes = readFile(path);
   LoadedCarrier loaded;
@@ -136,8 +151,14 @@ Trace labelledValues(const LoadedCarrier& carrier) {
 }
 
 void saveTrace(const Trace& trace, const std::string& path, Format format) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  if (!out) throw ToolError(1, path + ": cannot create: " + std::strerror(errno));
+  std::ofstream file;
+  if (path != "-") {
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) throw ToolError(1, path + ": is a directory");
+    file.open(path, std::ios::binary | std::ios::trunc);
+    if (!file) throw ToolError(1, path + ": cannot create: " + std::strerror(errno));
+  }
+  std::ostream& out = path == "-" ? std::cout : file;
   if (format == Format::Binary) {
     BinaryOSerialStream stream(out);
     replay(trace, stream);

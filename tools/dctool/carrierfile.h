@@ -44,4 +44,8 @@ void saveCarrier(const nkbase::Serializable& object, const std::string& path, Fo
 
 std::string formatName(Format format);
 
+// The form to write: `flag` ("text" or "binary") when given, else from the extension of `path`
+// (".txt" text, anything else binary).
+Format formatForPath(const std::string& path, const std::string& flag);
+
 }  // namespace dctool

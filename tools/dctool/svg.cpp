@@ -5,7 +5,9 @@
 // polygons dashed and the vertices as dots; deleted edges and vertices are left out.
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <limits>
 #include <sstream>
 #include <type_traits>
@@ -251,6 +253,10 @@ void writeSketchSvg(const nkdatacarrier::RenderDrawEdit2D& sketch, const std::st
 
 }  // namespace
 
+// A 3D geometry seen orthographically; false for any other object (see svg3d.cpp).
+bool writeDrawing3DSvg(const nkbase::Serializable& object, const std::string& title,
+                       const std::string& view, std::ostream& out);
+
 bool writeDrawingSvg(const nkbase::Serializable& object, const std::string& title,
                      std::ostream& out) {
   if (const auto* d2 = dynamic_cast<const nkdatacarrier::RenderDraw2D*>(&object)) {
@@ -266,24 +272,29 @@ bool writeDrawingSvg(const nkbase::Serializable& object, const std::string& titl
 }
 
 void saveDrawingSvg(const nkbase::Serializable& object, const std::string& title,
-                    const std::string& path) {
+                    const std::string& path, const std::string& view) {
   std::ostringstream svg;
-  if (!writeDrawingSvg(object, title, svg)) {
+  if (!writeDrawingSvg(object, title, svg) && !writeDrawing3DSvg(object, title, view, svg)) {
     throw ToolError(1, title + ": byte 0: Not_a_2D_drawing: " + object.getClassID() +
-                           " is not a RenderDraw2D, RenderDrawProj2D or RenderDrawEdit2D");
+                           " is not a 2D drawing, a sketch or a 3D geometry");
   }
+  if (path == "-") {
+    std::cout << svg.str() << std::flush;
+    return;
+  }
+  std::error_code ec;
+  if (std::filesystem::is_directory(path, ec)) throw ToolError(1, path + ": is a directory");
   std::ofstream file(path, std::ios::trunc);
   file << svg.str();
   file.flush();
   if (!file) throw ToolError(1, path + ": cannot write");
 }
 
-int runSvg(const std::vector<std::string>& args, std::ostream& out) {
-  if (args.size() != 2) throw UsageError("expects FILE and OUT.svg");
-  const LoadedCarrier carrier = loadCarrier(args[0]);
-  saveDrawingSvg(*carrier.object, args[0], args[1]);
-  out << "wrote " << args[1] << "\n";
-  return 0;
+void runSvg(const std::string& file, const std::string& outPath, const std::string& view,
+            bool verbose, std::ostream& out) {
+  const LoadedCarrier carrier = loadCarrier(file);
+  saveDrawingSvg(*carrier.object, file, outPath, view);
+  if (verbose) out << "wrote " << outPath << "\n";
 }
 
 }  // namespace dctool
