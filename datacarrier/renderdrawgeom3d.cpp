@@ -60,39 +60,32 @@ bool hitBefore(const std::pair<double, int>& x, const std::pair<double, int>& y)
   return x.second < y.second;
 }
 
-// The box of a triangle's corners, for the rejections of the picking loops.
-struct TriangleBox {
-  TriangleBox(const Sheet3D::Vertex& a, const Sheet3D::Vertex& b, const Sheet3D::Vertex& c)
-      : lo{std::min(std::min(a.x, b.x), c.x), std::min(std::min(a.y, b.y), c.y),
-           std::min(std::min(a.z, b.z), c.z)},
-        hi{std::max(std::max(a.x, b.x), c.x), std::max(std::max(a.y, b.y), c.y),
-           std::max(std::max(a.z, b.z), c.z)} {}
-  float lo[3];
-  float hi[3];
-};
+using trianglemath::rejectionSlack;
 
-// The slack of the rejections: far above the rounding of the exact arithmetic on coordinates
-// of the magnitude of p and of the sheet's box, so that a rejected triangle could never have
-// counted. (A sheet box that understates its vertices only shrinks the slack.)
-double rejectionSlack(const double* p, const BoundingBox3D& box) {
-  double magnitude = 0.0;
-  for (double x :
-       {p[0], p[1], p[2], double(box.getMinX()), double(box.getMaxX()), double(box.getMinY()),
-        double(box.getMaxY()), double(box.getMinZ()), double(box.getMaxZ())}) {
-    magnitude = std::max(magnitude, std::fabs(x));
-  }
-  return 1e-9 * magnitude;
-}
+// The least squared distance among the candidates of every kSampleStride-th triangle of the
+// valid sheets named (names out of range skipped), from the same arithmetic as the full search;
+// +infinity when none gives a number. No candidate nearer than the search's winner exists, so the
+// winner lies at this distance or nearer.
+constexpr int kSampleStride = 256;
 
-// A lower bound of the squared distance from p to any point that the closest-point arithmetic
-// can produce on a triangle with this box: the gap to the box less the slack.
-inline double distance2Below(const double* p, const TriangleBox& box, double slack) {
-  double sum = 0.0;
-  for (int k = 0; k < 3; ++k) {
-    const double gap = std::max(double(box.lo[k]) - p[k], p[k] - double(box.hi[k])) - slack;
-    if (gap > 0.0) sum += gap * gap;
+double sampledBound(const double* p, const std::vector<int>& candidateSheets,
+                    const std::vector<Sheet3D>& sheets) {
+  double scratch[3];
+  trianglemath::ClosestSearch sample{scratch, nkGetInf(), -1.0, false};
+  for (int k : candidateSheets) {
+    if (k < 0 || k >= static_cast<int>(sheets.size())) continue;
+    const Sheet3D& sheet = sheets[static_cast<std::size_t>(k)];
+    if (!sheet.isValid()) continue;
+    const int n = sheet.getNumberOfVertices();
+    const Sheet3D::Vertex* v = sheet.getVertexArray();
+    const int* tri = sheet.getTriangleArray();
+    for (int t = 0; t < sheet.getNumberOfTriangles(); t += kSampleStride) {
+      const int* corners = tri + 3 * static_cast<std::size_t>(t);
+      if (!trianglemath::indicesValid(corners, n)) continue;
+      trianglemath::closestOnTriangle(p, v[corners[0]], v[corners[1]], v[corners[2]], sample);
+    }
   }
-  return sum;
+  return sample.dist2;
 }
 
 // The line p0 + t (p1 - p0) for the rejection of triangles it cannot pierce. Seen along the
@@ -374,6 +367,11 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
   // distance: to the end), in the same order and with the same arithmetic, with the triangles
   // skipped whose box lies farther than the best point so far: they could not have won.
   trianglemath::ClosestSearch search{closest.data(), nkGetInf(), -1.0, false};
+  // The search keeps the first candidate of least distance, so a triangle whose candidates all
+  // lie farther than some candidate of any triangle can never win. A sparse sample of the
+  // triangles, searched first with the same arithmetic, gives such a distance early: the box
+  // rejection then works from the first triangle on instead of from wherever the best one lies.
+  const double bound = sampledBound(point.data(), candidateSheets, sheets_);
   int best = -1;
   for (int k : candidateSheets) {
     if (k < 0 || k >= getNumberOfSheets()) DC_RAISE_AT(437, errors::kInvalidFaceNumber);
@@ -383,13 +381,18 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
     const int n = sheet.getNumberOfVertices();
     const Sheet3D::Vertex* v = sheet.getVertexArray();
     const int* corners = sheet.getTriangleArray();
-    const double slack = rejectionSlack(point.data(), sheet.getBoundingBox());
-    for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
+    const trianglemath::ClosestBound lowerBound(
+        point.data(), rejectionSlack(point.data(), sheet.getBoundingBox()));
+    const int numTriangles = sheet.getNumberOfTriangles();
+    for (int t = 0; t < numTriangles; ++t, corners += 3) {
+      if (t + trianglemath::kPrefetchAhead < numTriangles)
+        trianglemath::prefetchCorners(v, corners + 3 * trianglemath::kPrefetchAhead);
       if (!trianglemath::indicesValid(corners, n)) continue;
       const Sheet3D::Vertex& a = v[corners[0]];
       const Sheet3D::Vertex& b = v[corners[1]];
       const Sheet3D::Vertex& c = v[corners[2]];
-      if (distance2Below(point.data(), TriangleBox(a, b, c), slack) > search.dist2) continue;
+      const double limit = search.dist2 < bound ? search.dist2 : bound;
+      if (lowerBound.below(a, b, c) > limit) continue;
       trianglemath::closestOnTriangle(point.data(), a, b, c, search);
     }
     if (search.found) best = k;

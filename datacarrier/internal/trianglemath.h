@@ -9,8 +9,12 @@
 // difference of two stored vertices is formed in single precision and then widened.
 #pragma once
 
+#include <emmintrin.h>
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "datacarrier/internal/segmentmath.h"
 #include "datacarrier/sheet3d.h"
@@ -49,6 +53,22 @@ inline bool indicesValid(const int* tri, int numVertices) {
   return static_cast<unsigned>(tri[0]) < n && static_cast<unsigned>(tri[1]) < n &&
          static_cast<unsigned>(tri[2]) < n;
 }
+
+// Asks the cache for the corners of a triangle that a loop will visit a few steps later: a mesh
+// stored row by row has its triangles' corners far apart in the vertex array, and a scan that
+// waits for each of them is bound by memory latency. The addresses are formed as integers (an
+// index from a corrupt stream may point anywhere; a prefetch never faults).
+template <typename T>
+inline void prefetchCorners(const T* base, const int* corners) {
+  const std::uintptr_t b = reinterpret_cast<std::uintptr_t>(base);
+  for (int k = 0; k < 3; ++k) {
+    const std::uintptr_t at = b + std::uintptr_t(static_cast<unsigned>(corners[k])) * sizeof(T);
+    _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
+  }
+}
+
+// How many triangles ahead the scanning loops prefetch.
+constexpr int kPrefetchAhead = 48;
 
 // ---- line hits ----
 
@@ -196,6 +216,52 @@ inline bool closestOnTriangle(const double* p, const Vertex& a, const Vertex& b,
     q[k] = A[k] + e1[k] + tau * (e2[k] - e1[k]);
   return offerCandidate(p, q, search);
 }
+
+// The slack of the closest-point rejection: far above the rounding of the exact arithmetic on
+// coordinates of the magnitude of p and of the sheet's box, so that a rejected triangle could
+// never have offered a winner. (A sheet box that understates its vertices only shrinks it.)
+inline double rejectionSlack(const double* p, const BoundingBox3D& box) {
+  double magnitude = 0.0;
+  for (double x :
+       {p[0], p[1], p[2], double(box.getMinX()), double(box.getMaxX()), double(box.getMinY()),
+        double(box.getMaxY()), double(box.getMinZ()), double(box.getMaxZ())}) {
+    magnitude = std::max(magnitude, std::fabs(x));
+  }
+  return 1e-9 * magnitude;
+}
+
+// A lower bound of the squared distance from the point to any candidate closestOnTriangle can
+// offer: per axis, the gap between the point and the box of the corners, less the slack,
+// squared and summed where positive. The box takes min(min(a, b), c) per axis (and the same
+// for max), so a NaN in b or c drops that corner from the axis, a NaN in a makes the axis
+// count nothing: a NaN coordinate makes every candidate using that corner NaN, and the
+// remaining candidates lie in the box of the remaining corners. Each vertex is loaded as one
+// vector of its x, y, z (and nx, unused); per-query values are kept in this struct.
+struct ClosestBound {
+  ClosestBound(const double* p, double slack_)
+      : pxy(_mm_loadu_pd(p)), pz(_mm_set_sd(p[2])), slack(_mm_set1_pd(slack_)) {}
+  double below(const Vertex& a, const Vertex& b, const Vertex& c) const {
+    const __m128 va = _mm_loadu_ps(&a.x);
+    const __m128 vb = _mm_loadu_ps(&b.x);
+    const __m128 vc = _mm_loadu_ps(&c.x);
+    // _mm_min_ps(y, x) is (y < x ? y : x), which is std::min(x, y); likewise for max.
+    const __m128 lo = _mm_min_ps(vc, _mm_min_ps(vb, va));
+    const __m128 hi = _mm_max_ps(vc, _mm_max_ps(vb, va));
+    const __m128d zero = _mm_setzero_pd();
+    // max(lo - p, p - hi) - slack, kept where positive (a NaN gap counts nothing).
+    __m128d gxy = _mm_max_pd(_mm_sub_pd(pxy, _mm_cvtps_pd(hi)), _mm_sub_pd(_mm_cvtps_pd(lo), pxy));
+    gxy = _mm_max_pd(_mm_sub_pd(gxy, slack), zero);
+    __m128d gz = _mm_max_sd(_mm_sub_sd(pz, _mm_cvtps_pd(_mm_movehl_ps(hi, hi))),
+                            _mm_sub_sd(_mm_cvtps_pd(_mm_movehl_ps(lo, lo)), pz));
+    gz = _mm_max_sd(_mm_sub_sd(gz, slack), zero);
+    const __m128d sxy = _mm_mul_pd(gxy, gxy);
+    const __m128d sum = _mm_add_sd(_mm_add_sd(sxy, _mm_unpackhi_pd(sxy, sxy)), _mm_mul_sd(gz, gz));
+    return _mm_cvtsd_f64(sum);
+  }
+  __m128d pxy;
+  __m128d pz;
+  __m128d slack;
+};
 
 // ---- box overlap ----
 
