@@ -372,6 +372,7 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
   // triangles, searched first with the same arithmetic, gives such a distance early: the box
   // rejection then works from the first triangle on instead of from wherever the best one lies.
   const double bound = sampledBound(point.data(), candidateSheets, sheets_);
+  std::vector<unsigned char> codes;
   int best = -1;
   for (int k : candidateSheets) {
     if (k < 0 || k >= getNumberOfSheets()) DC_RAISE_AT(437, errors::kInvalidFaceNumber);
@@ -381,13 +382,21 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
     const int n = sheet.getNumberOfVertices();
     const Sheet3D::Vertex* v = sheet.getVertexArray();
     const int* corners = sheet.getTriangleArray();
-    const trianglemath::ClosestBound lowerBound(
-        point.data(), rejectionSlack(point.data(), sheet.getBoundingBox()));
+    const double slack = rejectionSlack(point.data(), sheet.getBoundingBox());
+    const trianglemath::ClosestBound lowerBound(point.data(), slack);
     const int numTriangles = sheet.getNumberOfTriangles();
+    // With a bound known, a per-vertex side code rejects most triangles from one byte per
+    // corner, without touching their coordinates.
+    codes.resize(static_cast<std::size_t>(n));
+    const bool coded = numTriangles >= kSampleStride &&
+                       trianglemath::sideCodes(point.data(), bound, slack, v, n, codes.data());
     for (int t = 0; t < numTriangles; ++t, corners += 3) {
-      if (t + trianglemath::kPrefetchAhead < numTriangles)
-        trianglemath::prefetchCorners(v, corners + 3 * trianglemath::kPrefetchAhead);
       if (!trianglemath::indicesValid(corners, n)) continue;
+      if (coded && (codes[static_cast<std::size_t>(corners[0])] &
+                    codes[static_cast<std::size_t>(corners[1])] &
+                    codes[static_cast<std::size_t>(corners[2])]) != 0) {
+        continue;
+      }
       const Sheet3D::Vertex& a = v[corners[0]];
       const Sheet3D::Vertex& b = v[corners[1]];
       const Sheet3D::Vertex& c = v[corners[2]];

@@ -263,6 +263,38 @@ struct ClosestBound {
   __m128d slack;
 };
 
+// Per-vertex side codes of a closest-point search with a known bound: bit k set when the
+// vertex lies below p[k] - reach on axis k, bit 4 + k when above p[k] + reach. When the codes
+// of all three corners share a bit, the corners' box lies farther than reach from p on that
+// axis, so ClosestBound::below exceeds bound: the triangle cannot offer the winner. reach is
+// sqrt(bound) with a relative margin and twice the slack, and the limits are rounded outwards
+// to floats, so that the rounding of the comparisons never matters; a NaN coordinate sets no
+// bit. Returns false (no codes) when the bound or p gives no finite reach.
+inline bool sideCodes(const double* p, double bound, double slack, const Vertex* v, int n,
+                      unsigned char* codes) {
+  const double reach = std::sqrt(bound) * (1.0 + 1e-6) + 2.0 * slack;
+  float lo[4], hi[4];
+  for (int k = 0; k < 3; ++k) {
+    const double l = p[k] - reach;
+    const double h = p[k] + reach;
+    if (!(std::fabs(l) < 1e38 && std::fabs(h) < 1e38)) return false;
+    lo[k] = float(l);
+    if (double(lo[k]) > l) lo[k] = std::nextafter(lo[k], -HUGE_VALF);
+    hi[k] = float(h);
+    if (double(hi[k]) < h) hi[k] = std::nextafter(hi[k], HUGE_VALF);
+  }
+  lo[3] = -HUGE_VALF;  // the fourth lane holds nx: never flagged
+  hi[3] = HUGE_VALF;
+  const __m128 below = _mm_loadu_ps(lo);
+  const __m128 above = _mm_loadu_ps(hi);
+  for (int i = 0; i < n; ++i) {
+    const __m128 x = _mm_loadu_ps(&v[i].x);
+    codes[i] = static_cast<unsigned char>(_mm_movemask_ps(_mm_cmplt_ps(x, below)) |
+                                          _mm_movemask_ps(_mm_cmpgt_ps(x, above)) << 4);
+  }
+  return true;
+}
+
 // ---- box overlap ----
 
 using segmentmath::CenteredBox;
