@@ -49,9 +49,10 @@ using segmentmath::dot3;
 // Whether every index of the triangle addresses a vertex. The producer guarantees it; a corrupt
 // stream may not, and such a triangle is skipped rather than read out of bounds.
 inline bool indicesValid(const int* tri, int numVertices) {
+  // One comparison of the largest index read as unsigned (a negative one reads as huge).
   const unsigned n = static_cast<unsigned>(numVertices);
-  return static_cast<unsigned>(tri[0]) < n && static_cast<unsigned>(tri[1]) < n &&
-         static_cast<unsigned>(tri[2]) < n;
+  return std::max(std::max(static_cast<unsigned>(tri[0]), static_cast<unsigned>(tri[1])),
+                  static_cast<unsigned>(tri[2])) < n;
 }
 
 // Asks the cache for the corners of a triangle that a loop will visit a few steps later: a mesh
