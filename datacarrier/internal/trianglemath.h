@@ -10,11 +10,9 @@
 #pragma once
 
 #include <emmintrin.h>
-#include <xmmintrin.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 
 #include "datacarrier/internal/segmentmath.h"
 #include "datacarrier/sheet3d.h"
@@ -54,22 +52,6 @@ inline bool indicesValid(const int* tri, int numVertices) {
   return std::max(std::max(static_cast<unsigned>(tri[0]), static_cast<unsigned>(tri[1])),
                   static_cast<unsigned>(tri[2])) < n;
 }
-
-// Asks the cache for the corners of a triangle that a loop will visit a few steps later: a mesh
-// stored row by row has its triangles' corners far apart in the vertex array, and a scan that
-// waits for each of them is bound by memory latency. The addresses are formed as integers (an
-// index from a corrupt stream may point anywhere; a prefetch never faults).
-template <typename T>
-inline void prefetchCorners(const T* base, const int* corners) {
-  const std::uintptr_t b = reinterpret_cast<std::uintptr_t>(base);
-  for (int k = 0; k < 3; ++k) {
-    const std::uintptr_t at = b + std::uintptr_t(static_cast<unsigned>(corners[k])) * sizeof(T);
-    _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
-  }
-}
-
-// How many triangles ahead the scanning loops prefetch.
-constexpr int kPrefetchAhead = 48;
 
 // ---- line hits ----
 
