@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory>
 #include <set>
 
 #include "qvutil/nkmath.h"
@@ -55,39 +56,32 @@ bool hitBefore(const std::pair<double, int>& x, const std::pair<double, int>& y)
   return x.second < y.second;
 }
 
-// The box of a triangle's corners, for the rejections of the picking loops.
-struct TriangleBox {
-  TriangleBox(const Sheet3D::Vertex& a, const Sheet3D::Vertex& b, const Sheet3D::Vertex& c)
-      : lo{std::min(std::min(a.x, b.x), c.x), std::min(std::min(a.y, b.y), c.y),
-           std::min(std::min(a.z, b.z), c.z)},
-        hi{std::max(std::max(a.x, b.x), c.x), std::max(std::max(a.y, b.y), c.y),
-           std::max(std::max(a.z, b.z), c.z)} {}
-  float lo[3];
-  float hi[3];
-};
+using trianglemath::rejectionSlack;
 
-// The slack of the rejections: far above the rounding of the exact arithmetic on coordinates
-// of the magnitude of p and of the sheet's box, so that a rejected triangle could never have
-// counted. (A sheet box that understates its vertices only shrinks the slack.)
-double rejectionSlack(const double* p, const BoundingBox3D& box) {
-  double magnitude = 0.0;
-  for (double x :
-       {p[0], p[1], p[2], double(box.getMinX()), double(box.getMaxX()), double(box.getMinY()),
-        double(box.getMaxY()), double(box.getMinZ()), double(box.getMaxZ())}) {
-    magnitude = std::max(magnitude, std::fabs(x));
-  }
-  return 1e-9 * magnitude;
-}
+// The least squared distance among the candidates of every kSampleStride-th triangle of the
+// valid sheets named (names out of range skipped), from the same arithmetic as the full search;
+// +infinity when none gives a number. No candidate nearer than the search's winner exists, so the
+// winner lies at this distance or nearer.
+constexpr int kSampleStride = 256;
 
-// A lower bound of the squared distance from p to any point that the closest-point arithmetic
-// can produce on a triangle with this box: the gap to the box less the slack.
-inline double distance2Below(const double* p, const TriangleBox& box, double slack) {
-  double sum = 0.0;
-  for (int k = 0; k < 3; ++k) {
-    const double gap = std::max(double(box.lo[k]) - p[k], p[k] - double(box.hi[k])) - slack;
-    if (gap > 0.0) sum += gap * gap;
+double sampledBound(const double* p, const std::vector<int>& candidateSheets,
+                    const std::vector<Sheet3D>& sheets) {
+  double scratch[3];
+  trianglemath::ClosestSearch sample{scratch, nkGetInf(), -1.0, false};
+  for (int k : candidateSheets) {
+    if (k < 0 || k >= static_cast<int>(sheets.size())) continue;
+    const Sheet3D& sheet = sheets[static_cast<std::size_t>(k)];
+    if (!sheet.isValid()) continue;
+    const int n = sheet.getNumberOfVertices();
+    const Sheet3D::Vertex* v = sheet.getVertexArray();
+    const int* tri = sheet.getTriangleArray();
+    for (int t = 0; t < sheet.getNumberOfTriangles(); t += kSampleStride) {
+      const int* corners = tri + 3 * static_cast<std::size_t>(t);
+      if (!trianglemath::indicesValid(corners, n)) continue;
+      trianglemath::closestOnTriangle(p, v[corners[0]], v[corners[1]], v[corners[2]], sample);
+    }
   }
-  return sum;
+  return sample.dist2;
 }
 
 // The line p0 + t (p1 - p0) for the rejection of triangles it cannot pierce. Seen along the
@@ -116,28 +110,46 @@ struct LineReach {
   // The offsets of every vertex from the line, two floats per vertex, computed once per sheet
   // so that each triangle only compares its corners' offsets. Rounding them to floats costs at
   // most a relative 1e-7 of their size, which the slack of mayPierce covers many times over.
-  void offsets(const Sheet3D::Vertex* v, int n, std::vector<float>& out) const {
-    out.resize(2 * static_cast<std::size_t>(n));
+  // Per vertex: float((double(c[other[k]]) - p0[other[k]]) - along * slope[k]) with
+  // along = double(c[axis]) - p0[axis], both k in the two lanes of a vector.
+  void offsets(const Sheet3D::Vertex* v, int n, float* out) const {
+    if (axis == 0) offsetsAlong<0>(v, n, out);
+    if (axis == 1) offsetsAlong<1>(v, n, out);
+    if (axis == 2) offsetsAlong<2>(v, n, out);
+  }
+  template <int Axis>
+  void offsetsAlong(const Sheet3D::Vertex* v, int n, float* out) const {
+    constexpr int kFirst = Axis == 0 ? 1 : 0;
+    constexpr int kSecond = Axis == 2 ? 1 : 2;
+    const __m128d base = _mm_set_pd(p0[kSecond], p0[kFirst]);
+    const __m128d slopes = _mm_set_pd(slope[1], slope[0]);
     for (int i = 0; i < n; ++i) {
       const float* c = &v[i].x;
-      const double along = double(c[axis]) - p0[axis];
-      out[2 * i] = float((double(c[other[0]]) - p0[other[0]]) - along * slope[0]);
-      out[2 * i + 1] = float((double(c[other[1]]) - p0[other[1]]) - along * slope[1]);
+      const __m128d along = _mm_set1_pd(double(c[Axis]) - p0[Axis]);
+      const __m128d across = _mm_set_pd(double(c[kSecond]), double(c[kFirst]));
+      const __m128d offset = _mm_sub_pd(_mm_sub_pd(across, base), _mm_mul_pd(along, slopes));
+      _mm_storel_pi(reinterpret_cast<__m64*>(out + 2 * static_cast<std::size_t>(i)),
+                    _mm_cvtpd_ps(offset));
     }
   }
   // False only when all three corners lie on one side of the line, by more than a thousandth of
   // their spread plus the slack, in one of the two offsets.
-  static bool mayPierce(const float* offsets, const int* corners, float slack) {
-    for (int k = 0; k < 2; ++k) {
-      const float oa = offsets[2 * corners[0] + k];
-      const float ob = offsets[2 * corners[1] + k];
-      const float oc = offsets[2 * corners[2] + k];
-      const float lo = std::min(std::min(oa, ob), oc);
-      const float hi = std::max(std::max(oa, ob), oc);
-      const float margin = 1e-3f * (hi - lo) + slack;
-      if (lo > margin || hi < -margin) return false;
-    }
-    return true;
+  // Both offsets are handled at once in the two low lanes of a vector, with the same float
+  // operations per lane; _mm_min_ps(y, x) is (y < x ? y : x), which is std::min(x, y) (and
+  // likewise for max), so a NaN offset drops out of lo and hi exactly as it would there.
+  static bool mayPierce(const float* offsets, const int* corners, __m128 slack) {
+    const auto pair = [offsets](int i) {
+      return _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(offsets + 2 * i)));
+    };
+    const __m128 oa = pair(corners[0]);
+    const __m128 ob = pair(corners[1]);
+    const __m128 oc = pair(corners[2]);
+    const __m128 lo = _mm_min_ps(oc, _mm_min_ps(ob, oa));
+    const __m128 hi = _mm_max_ps(oc, _mm_max_ps(ob, oa));
+    const __m128 margin = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(1e-3f), _mm_sub_ps(hi, lo)), slack);
+    const __m128 negMargin = _mm_xor_ps(margin, _mm_set1_ps(-0.0f));
+    const __m128 apart = _mm_or_ps(_mm_cmpgt_ps(lo, margin), _mm_cmplt_ps(hi, negMargin));
+    return (_mm_movemask_ps(apart) & 3) == 0;
   }
   // The slack for offsets of a sheet whose coordinates have the magnitude of box: far above
   // the rounding of the exact test and of the float offsets.
@@ -307,18 +319,27 @@ void RenderDrawGeom3D::findLineIntersections(const std::vector<double>& p0,
   std::vector<int> owners;
   const trianglemath::LineQuery line(p0.data(), p1.data());
   const LineReach reach(p0.data(), p1.data());
-  std::vector<float> offsets;
+  std::unique_ptr<float[]> offsets;  // filled before it is read: no zeroing
+  std::size_t offsetsSize = 0;
   for (int k = 0; k < getNumberOfSheets(); ++k) {
     const Sheet3D& sheet = sheets_[k];
     if (!sheet.isValid()) continue;
     const int n = sheet.getNumberOfVertices();
     const Sheet3D::Vertex* v = sheet.getVertexArray();
     const int* corners = sheet.getTriangleArray();
-    if (reach.usable) reach.offsets(v, n, offsets);
-    const float slack = reach.usable ? reach.slackFor(p0.data(), sheet.getBoundingBox()) : 0.0f;
-    for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
+    if (reach.usable) {
+      if (offsetsSize < 2 * static_cast<std::size_t>(n)) {
+        offsetsSize = 2 * static_cast<std::size_t>(n);
+        offsets.reset(new float[offsetsSize]);
+      }
+      reach.offsets(v, n, offsets.get());
+    }
+    const __m128 slack =
+        _mm_set1_ps(reach.usable ? reach.slackFor(p0.data(), sheet.getBoundingBox()) : 0.0f);
+    const int numTriangles = sheet.getNumberOfTriangles();
+    for (int t = 0; t < numTriangles; ++t, corners += 3) {
       if (!trianglemath::indicesValid(corners, n)) continue;
-      if (reach.usable && !LineReach::mayPierce(offsets.data(), corners, slack)) continue;
+      if (reach.usable && !LineReach::mayPierce(offsets.get(), corners, slack)) continue;
       const Sheet3D::Vertex& a = v[corners[0]];
       const Sheet3D::Vertex& b = v[corners[1]];
       const Sheet3D::Vertex& c = v[corners[2]];
@@ -360,6 +381,12 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
   // distance: to the end), in the same order and with the same arithmetic, with the triangles
   // skipped whose box lies farther than the best point so far: they could not have won.
   trianglemath::ClosestSearch search{closest.data(), nkGetInf(), -1.0, false};
+  // The search keeps the first candidate of least distance, so a triangle whose candidates all
+  // lie farther than some candidate of any triangle can never win. A sparse sample of the
+  // triangles, searched first with the same arithmetic, gives such a distance early: the box
+  // rejection then works from the first triangle on instead of from wherever the best one lies.
+  const double bound = sampledBound(point.data(), candidateSheets, sheets_);
+  std::vector<unsigned char> codes;
   int best = -1;
   for (int k : candidateSheets) {
     if (k < 0 || k >= getNumberOfSheets()) DC_RAISE_AT(437, errors::kInvalidFaceNumber);
@@ -370,12 +397,25 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
     const Sheet3D::Vertex* v = sheet.getVertexArray();
     const int* corners = sheet.getTriangleArray();
     const double slack = rejectionSlack(point.data(), sheet.getBoundingBox());
-    for (int t = 0; t < sheet.getNumberOfTriangles(); ++t, corners += 3) {
+    const trianglemath::ClosestBound lowerBound(point.data(), slack);
+    const int numTriangles = sheet.getNumberOfTriangles();
+    // With a bound known, a per-vertex side code rejects most triangles from one byte per
+    // corner, without touching their coordinates.
+    codes.resize(static_cast<std::size_t>(n));
+    const bool coded = numTriangles >= kSampleStride &&
+                       trianglemath::sideCodes(point.data(), bound, slack, v, n, codes.data());
+    for (int t = 0; t < numTriangles; ++t, corners += 3) {
       if (!trianglemath::indicesValid(corners, n)) continue;
+      if (coded && (codes[static_cast<std::size_t>(corners[0])] &
+                    codes[static_cast<std::size_t>(corners[1])] &
+                    codes[static_cast<std::size_t>(corners[2])]) != 0) {
+        continue;
+      }
       const Sheet3D::Vertex& a = v[corners[0]];
       const Sheet3D::Vertex& b = v[corners[1]];
       const Sheet3D::Vertex& c = v[corners[2]];
-      if (distance2Below(point.data(), TriangleBox(a, b, c), slack) > search.dist2) continue;
+      const double limit = search.dist2 < bound ? search.dist2 : bound;
+      if (lowerBound.below(a, b, c) > limit) continue;
       trianglemath::closestOnTriangle(point.data(), a, b, c, search);
     }
     if (search.found) best = k;

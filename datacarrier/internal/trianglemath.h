@@ -9,6 +9,8 @@
 // difference of two stored vertices is formed in single precision and then widened.
 #pragma once
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -45,9 +47,10 @@ using segmentmath::dot3;
 // Whether every index of the triangle addresses a vertex. The producer guarantees it; a corrupt
 // stream may not, and such a triangle is skipped rather than read out of bounds.
 inline bool indicesValid(const int* tri, int numVertices) {
+  // One comparison of the largest index read as unsigned (a negative one reads as huge).
   const unsigned n = static_cast<unsigned>(numVertices);
-  return static_cast<unsigned>(tri[0]) < n && static_cast<unsigned>(tri[1]) < n &&
-         static_cast<unsigned>(tri[2]) < n;
+  return std::max(std::max(static_cast<unsigned>(tri[0]), static_cast<unsigned>(tri[1])),
+                  static_cast<unsigned>(tri[2])) < n;
 }
 
 // ---- line hits ----
@@ -195,6 +198,84 @@ inline bool closestOnTriangle(const double* p, const Vertex& a, const Vertex& b,
   for (int k = 0; k < 3; ++k)
     q[k] = A[k] + e1[k] + tau * (e2[k] - e1[k]);
   return offerCandidate(p, q, search);
+}
+
+// The slack of the closest-point rejection: far above the rounding of the exact arithmetic on
+// coordinates of the magnitude of p and of the sheet's box, so that a rejected triangle could
+// never have offered a winner. (A sheet box that understates its vertices only shrinks it.)
+inline double rejectionSlack(const double* p, const BoundingBox3D& box) {
+  double magnitude = 0.0;
+  for (double x :
+       {p[0], p[1], p[2], double(box.getMinX()), double(box.getMaxX()), double(box.getMinY()),
+        double(box.getMaxY()), double(box.getMinZ()), double(box.getMaxZ())}) {
+    magnitude = std::max(magnitude, std::fabs(x));
+  }
+  return 1e-9 * magnitude;
+}
+
+// A lower bound of the squared distance from the point to any candidate closestOnTriangle can
+// offer: per axis, the gap between the point and the box of the corners, less the slack,
+// squared and summed where positive. The box takes min(min(a, b), c) per axis (and the same
+// for max), so a NaN in b or c drops that corner from the axis, a NaN in a makes the axis
+// count nothing: a NaN coordinate makes every candidate using that corner NaN, and the
+// remaining candidates lie in the box of the remaining corners. Each vertex is loaded as one
+// vector of its x, y, z (and nx, unused); per-query values are kept in this struct.
+struct ClosestBound {
+  ClosestBound(const double* p, double slack_)
+      : pxy(_mm_loadu_pd(p)), pz(_mm_set_sd(p[2])), slack(_mm_set1_pd(slack_)) {}
+  double below(const Vertex& a, const Vertex& b, const Vertex& c) const {
+    const __m128 va = _mm_loadu_ps(&a.x);
+    const __m128 vb = _mm_loadu_ps(&b.x);
+    const __m128 vc = _mm_loadu_ps(&c.x);
+    // _mm_min_ps(y, x) is (y < x ? y : x), which is std::min(x, y); likewise for max.
+    const __m128 lo = _mm_min_ps(vc, _mm_min_ps(vb, va));
+    const __m128 hi = _mm_max_ps(vc, _mm_max_ps(vb, va));
+    const __m128d zero = _mm_setzero_pd();
+    // max(lo - p, p - hi) - slack, kept where positive (a NaN gap counts nothing).
+    __m128d gxy = _mm_max_pd(_mm_sub_pd(pxy, _mm_cvtps_pd(hi)), _mm_sub_pd(_mm_cvtps_pd(lo), pxy));
+    gxy = _mm_max_pd(_mm_sub_pd(gxy, slack), zero);
+    __m128d gz = _mm_max_sd(_mm_sub_sd(pz, _mm_cvtps_pd(_mm_movehl_ps(hi, hi))),
+                            _mm_sub_sd(_mm_cvtps_pd(_mm_movehl_ps(lo, lo)), pz));
+    gz = _mm_max_sd(_mm_sub_sd(gz, slack), zero);
+    const __m128d sxy = _mm_mul_pd(gxy, gxy);
+    const __m128d sum = _mm_add_sd(_mm_add_sd(sxy, _mm_unpackhi_pd(sxy, sxy)), _mm_mul_sd(gz, gz));
+    return _mm_cvtsd_f64(sum);
+  }
+  __m128d pxy;
+  __m128d pz;
+  __m128d slack;
+};
+
+// Per-vertex side codes of a closest-point search with a known bound: bit k set when the
+// vertex lies below p[k] - reach on axis k, bit 4 + k when above p[k] + reach. When the codes
+// of all three corners share a bit, the corners' box lies farther than reach from p on that
+// axis, so ClosestBound::below exceeds bound: the triangle cannot offer the winner. reach is
+// sqrt(bound) with a relative margin and twice the slack, and the limits are rounded outwards
+// to floats, so that the rounding of the comparisons never matters; a NaN coordinate sets no
+// bit. Returns false (no codes) when the bound or p gives no finite reach.
+inline bool sideCodes(const double* p, double bound, double slack, const Vertex* v, int n,
+                      unsigned char* codes) {
+  const double reach = std::sqrt(bound) * (1.0 + 1e-6) + 2.0 * slack;
+  float lo[4], hi[4];
+  for (int k = 0; k < 3; ++k) {
+    const double l = p[k] - reach;
+    const double h = p[k] + reach;
+    if (!(std::fabs(l) < 1e38 && std::fabs(h) < 1e38)) return false;
+    lo[k] = float(l);
+    if (double(lo[k]) > l) lo[k] = std::nextafter(lo[k], -HUGE_VALF);
+    hi[k] = float(h);
+    if (double(hi[k]) < h) hi[k] = std::nextafter(hi[k], HUGE_VALF);
+  }
+  lo[3] = -HUGE_VALF;  // the fourth lane holds nx: never flagged
+  hi[3] = HUGE_VALF;
+  const __m128 below = _mm_loadu_ps(lo);
+  const __m128 above = _mm_loadu_ps(hi);
+  for (int i = 0; i < n; ++i) {
+    const __m128 x = _mm_loadu_ps(&v[i].x);
+    codes[i] = static_cast<unsigned char>(_mm_movemask_ps(_mm_cmplt_ps(x, below)) |
+                                          _mm_movemask_ps(_mm_cmpgt_ps(x, above)) << 4);
+  }
+  return true;
 }
 
 // ---- box overlap ----
