@@ -154,7 +154,7 @@ struct LineReach {
   // The slack for offsets of a sheet whose coordinates have the magnitude of box: far above
   // the rounding of the exact test and of the float offsets.
   float slackFor(const double* p, const BoundingBox3D& box) const {
-    return float(1e3 * rejectionSlack(p, box) * (1.0 + std::fabs(slope[0]) + std::fabs(slope[1])));
+    return float(rejectionSlack(p, box) * (1.0 + std::fabs(slope[0]) + std::fabs(slope[1])));
   }
   double p0[3];
   double slope[2];

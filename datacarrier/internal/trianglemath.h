@@ -202,7 +202,10 @@ inline bool closestOnTriangle(const double* p, const Vertex& a, const Vertex& b,
 
 // The slack of the closest-point rejection: far above the rounding of the exact arithmetic on
 // coordinates of the magnitude of p and of the sheet's box, so that a rejected triangle could
-// never have offered a winner. (A sheet box that understates its vertices only shrinks it.)
+// never have offered a winner. The candidates are built from edge vectors rounded to single
+// precision, so they may leave the corners' box by up to a few 1e-8 of the coordinates'
+// magnitude: the slack is a relative 1e-6. (A sheet box that understates its vertices only
+// shrinks it.)
 inline double rejectionSlack(const double* p, const BoundingBox3D& box) {
   double magnitude = 0.0;
   for (double x :
@@ -210,7 +213,7 @@ inline double rejectionSlack(const double* p, const BoundingBox3D& box) {
         double(box.getMaxY()), double(box.getMinZ()), double(box.getMaxZ())}) {
     magnitude = std::max(magnitude, std::fabs(x));
   }
-  return 1e-9 * magnitude;
+  return 1e-6 * magnitude;
 }
 
 // A lower bound of the squared distance from the point to any candidate closestOnTriangle can
