@@ -187,15 +187,7 @@ bool RenderDrawGeom2D::isInBox(const std::vector<double>& box, int dim, bool ins
 }
 
 int RenderDrawGeom2D::numUniquePointsEstimate() const {
-  // Deliberately face vertices minus curve vertices minus points, in 32-bit arithmetic: the
-  // result can be negative, and the point merging then takes its unsigned image as no hint.
-  std::uint32_t estimate = 0;
-  for (const Face2D& f : faces_)
-    estimate += static_cast<std::uint32_t>(f.getNumberOfVertices());
-  for (const Curve2D& c : curves_)
-    estimate -= static_cast<std::uint32_t>(c.getNumberOfVertices());
-  estimate -= static_cast<std::uint32_t>(getNumberOfPoints());
-  return static_cast<int>(estimate);
+  return drawgeom::uniquePointsEstimate(faces_, curves_, getNumberOfPoints());
 }
 
 int RenderDrawGeom2D::getMLRenderPointSize() const {
@@ -211,10 +203,7 @@ int RenderDrawGeom2D::getMLRenderEdgSize() const {
 }
 
 int RenderDrawGeom2D::getMLRenderTriSize() const {
-  int size = 0;
-  for (const Face2D& f : faces_)
-    size += f.getNumberOfTriangles();
-  return size;
+  return drawgeom::totalTriangles(faces_);
 }
 
 void RenderDrawGeom2D::getMLRenderData(std::vector<std::vector<float>>& coords,

@@ -662,14 +662,7 @@ bool RenderDrawGeom3D::isInCylinder(const std::vector<double>& p, const std::vec
 }
 
 int RenderDrawGeom3D::numUniquePointsEstimate() const {
-  // Deliberately sheet vertices minus curve vertices minus points, wrapping in 32 bits.
-  std::uint32_t estimate = 0;
-  for (const Sheet3D& s : sheets_)
-    estimate += static_cast<std::uint32_t>(s.getNumberOfVertices());
-  for (const Curve3D& c : curves_)
-    estimate -= static_cast<std::uint32_t>(c.getNumberOfVertices());
-  estimate -= static_cast<std::uint32_t>(getNumberOfPoints());
-  return static_cast<int>(estimate);
+  return drawgeom::uniquePointsEstimate(sheets_, curves_, getNumberOfPoints());
 }
 
 int RenderDrawGeom3D::getMLRenderPointSize() const {
@@ -685,10 +678,7 @@ int RenderDrawGeom3D::getMLRenderEdgSize() const {
 }
 
 int RenderDrawGeom3D::getMLRenderTriSize() const {
-  int size = 0;
-  for (const Sheet3D& s : sheets_)
-    size += s.getNumberOfTriangles();
-  return size;
+  return drawgeom::totalTriangles(sheets_);
 }
 
 void RenderDrawGeom3D::getMLRenderData(std::vector<std::vector<float>>& coords,

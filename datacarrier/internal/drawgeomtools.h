@@ -4,6 +4,8 @@
 // block of the drawing objects. Internal to the library.
 #pragma once
 
+#include <cstdint>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -99,6 +101,29 @@ int totalSegments(const Curves& curves) {
   for (const auto& c : curves)
     total += c.getNumberOfVertices() - 1;
   return total;
+}
+
+// Triangle records of faces or sheets: their triangle counts summed.
+template <typename Faces>
+int totalTriangles(const Faces& faces) {
+  int total = 0;
+  for (const auto& f : faces)
+    total += f.getNumberOfTriangles();
+  return total;
+}
+
+// The size hint of the point merging: face (or sheet) vertices minus curve vertices minus
+// points. Deliberately subtractions, wrapping in 32 bits: the result can be negative, and the
+// point merging then takes its unsigned image as no hint.
+template <typename Faces, typename Curves>
+int uniquePointsEstimate(const Faces& faces, const Curves& curves, int numPoints) {
+  std::uint32_t estimate = 0;
+  for (const auto& f : faces)
+    estimate += static_cast<std::uint32_t>(f.getNumberOfVertices());
+  for (const auto& c : curves)
+    estimate -= static_cast<std::uint32_t>(c.getNumberOfVertices());
+  estimate -= static_cast<std::uint32_t>(numPoints);
+  return static_cast<int>(estimate);
 }
 
 // Writes the float coordinates of count vertices (structs of one float per direction) to the
