@@ -1,0 +1,420 @@
+// The checks that every fuzz input goes through, shared by the libFuzzer targets (fuzz/), the
+// replay of the committed corpora and the truncation test (tests/). An input is one byte that
+// chooses the stream form, then the stream. Reading it may fail only with the library's
+// exception or a standard length or allocation error; whatever was read, complete or not, is
+// then copied, written in both forms, exported and queried; a complete read must also write
+// back byte for byte the same in both forms (and, for plot data, through block transfer).
+// A check that fails throws CheckFailure; the caller decides whether that aborts or reports.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <typeinfo>
+#include <vector>
+
+#include "datacarrier/adjacent.h"
+#include "datacarrier/boundingbox1d.h"
+#include "datacarrier/boundingbox2d.h"
+#include "datacarrier/boundingbox3d.h"
+#include "datacarrier/cgsymboldata.h"
+#include "datacarrier/closedpath2d.h"
+#include "datacarrier/curve1d.h"
+#include "datacarrier/curve2d.h"
+#include "datacarrier/face2d.h"
+#include "datacarrier/impression.h"
+#include "datacarrier/postdataobject.h"
+#include "datacarrier/renderdrawgeom.h"
+#include "datacarrier/renderdrawgeom1d.h"
+#include "datacarrier/renderdrawgeom2d.h"
+#include "datacarrier/renderdrawproj2d.h"
+#include "qvutil/array.h"
+#include "qvutil/binarystream.h"
+#include "qvutil/exception.h"
+#include "qvutil/inplaceserializable.h"
+#include "qvutil/prop.h"
+#include "qvutil/textstream.h"
+
+namespace qvfuzz {
+
+// The largest single allocation any input of at most kMaxInputBytes may cause. A reader that
+// sizes an array by a corrupt count goes past it; a stream that cannot tell its length lets a
+// reader reserve 65,536 elements of a few hundred bytes at most.
+constexpr std::size_t kMaxInputBytes = 64 * 1024;
+constexpr std::size_t kAllocationBoundMiB = 64;
+
+// Not derived from std::exception, so that no handler for the library's errors swallows it.
+struct CheckFailure {
+  std::string what;
+};
+
+[[noreturn]] inline void fail(const std::string& what) {
+  throw CheckFailure{what};
+}
+
+// The first byte of an input: bit 0 chooses the text form (else binary), bit 1 reading with
+// deserializeRaw (no class identifier in front) instead of deserialize.
+struct Form {
+  bool text = false;
+  bool raw = false;
+};
+inline Form formOf(std::uint8_t selector) {
+  return {(selector & 1) != 0, (selector & 2) != 0};
+}
+inline std::uint8_t selectorOf(Form form) {
+  return static_cast<std::uint8_t>((form.text ? 1 : 0) | (form.raw ? 2 : 0));
+}
+
+// Runs f; the library's exception and the standard length and allocation errors are expected
+// outcomes (reported as false), anything else is a failure of `what`.
+template <typename F>
+bool runGuarded(const char* what, F&& f) {
+  try {
+    f();
+    return true;
+  } catch (const nkbase::Exception&) {
+  } catch (const std::length_error&) {
+  } catch (const std::bad_alloc&) {
+  } catch (const CheckFailure&) {
+    throw;
+  } catch (const std::exception& e) {
+    fail(std::string(what) + " raised " + typeid(e).name() + ": " + e.what());
+  } catch (...) {
+    fail(std::string(what) + " raised something that is not an exception class");
+  }
+  return false;
+}
+
+// The object written through serialize in one form.
+inline std::string writeForm(const nkbase::Serializable& object, bool text) {
+  nkbase::Prop prop;
+  if (text) {
+    std::ostringstream out;
+    TextOSerialStream os(out);
+    object.serialize(os, prop);
+    return out.str();
+  }
+  BinaryOSerialStream os;
+  object.serialize(os, prop);
+  return std::string(os.getBuffer().begin(), os.getBuffer().end());
+}
+
+// Reads `size` bytes into object in `form`. Returns whether the read completed; a binary read
+// that completes must also have consumed every byte when `whole` is set.
+template <typename T>
+bool readForm(T& object, const char* data, std::size_t size, Form form, bool whole = false) {
+  return runGuarded("reading", [&] {
+    if (form.text) {
+      std::istringstream in(std::string(data, size));
+      TextISerialStream is(in);
+      form.raw ? object.deserializeRaw(is) : object.deserialize(is);
+    } else {
+      BinaryISerialStream is(data, size);
+      form.raw ? object.deserializeRaw(is) : object.deserialize(is);
+      if (whole && is.position() != size)
+        fail("reading its own binary write left " + std::to_string(size - is.position()) +
+             " bytes unread");
+    }
+  });
+}
+
+// ---- Queries, per family. Each runs what the data lets a caller run: every index it passes
+// is one the object itself counts.
+
+inline std::vector<int> allIndices(int n) {
+  std::vector<int> v(static_cast<std::size_t>(std::max(n, 0)));
+  for (int i = 0; i < n; ++i)
+    v[static_cast<std::size_t>(i)] = i;
+  return v;
+}
+
+// Query shapes around a (min, max)-per-axis box: its centre, the radius of its corner ball, the
+// box itself grown by a quarter, and a line and a plane through the centre.
+struct Shapes {
+  std::vector<double> centre, box;
+  double radius = 1.0;
+  explicit Shapes(const std::vector<float>& bounds, std::size_t axes) {
+    for (std::size_t a = 0; a < axes; ++a) {
+      double lo = 2 * a < bounds.size() ? bounds[2 * a] : 0.0;
+      double hi = 2 * a + 1 < bounds.size() ? bounds[2 * a + 1] : 1.0;
+      if (!std::isfinite(lo) || !std::isfinite(hi)) lo = 0.0, hi = 1.0;
+      const double grow = 0.25 * (hi - lo);
+      centre.push_back(0.5 * (lo + hi));
+      box.push_back(lo + grow);
+      box.push_back(hi + grow);
+      radius = std::max(radius, std::abs(hi - lo));
+    }
+  }
+};
+
+inline void exercise(const nkbase::Serializable&) {}  // a class with no queries of its own
+
+inline void exercise(const nkdatacarrier::BoundingBox1D& b) {
+  b.intersects(b);
+}
+
+inline void exercise(const nkdatacarrier::BoundingBox2D& b) {
+  b.intersects(b);
+  b.pointInside(0.5 * b.getMinX(), 0.5 * b.getMaxY());
+}
+
+inline void exercise(const nkdatacarrier::BoundingBox3D& b) {
+  b.intersects(b);
+}
+
+inline void exercise(const nkdatacarrier::Adjacent& a) {
+  const int total = a.getTotalNumberOfAdjacents();
+  volatile long long sum = 0;
+  if (const int* all = a.getTotalAdjacents())
+    for (int i = 0; i < total; ++i)
+      sum = sum + all[i];
+  for (int s = 0; s < a.getNumberOfFromIndices(); ++s) {
+    const int n = a.getNumberOfAdjacents(s);
+    const int start = a.getStartIndexInTotalArray(s);
+    const int* run = a.getAdjacents(s);
+    const int* orientations = a.getAdjacentOrientations(s);
+    // A run read from a stream is not checked against the array: only one that lies inside it
+    // is the data's promise.
+    if (run && orientations && n > 0 && start >= 0 && n <= total - start)
+      for (int i = 0; i < n; ++i)
+        sum = sum + run[i] + orientations[i];
+  }
+  nkdatacarrier::Adjacent copy;
+  a.duplicate(copy);
+}
+
+inline void exercise(const nkdatacarrier::Curve1D& c) {
+  c.getLength();
+  const auto& b = c.getBoundingBox();
+  c.intersectsBox({double(b.getMinX()), double(b.getMaxX())});
+}
+
+inline void exercise(const nkdatacarrier::Curve2D& c) {
+  const auto& b = c.getBoundingBox();
+  const Shapes s({b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY()}, 2);
+  c.getLength();
+  c.insideBall(s.centre, s.radius);
+  c.intersectsBall(s.centre, 0.5 * s.radius);
+  c.insideBox(s.box);
+  c.intersectsBox(s.box);
+}
+
+inline void exercise(const nkdatacarrier::Face2D& f) {
+  const auto& b = f.getBoundingBox();
+  const Shapes s({b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY()}, 2);
+  f.getArea();
+  f.pointInFace(s.centre[0], s.centre[1]);
+  f.insideBall(s.centre, s.radius);
+  f.intersectsBall(s.centre, 0.5 * s.radius);
+  f.insideBox(s.box);
+  f.intersectsBox(s.box);
+}
+
+inline void exercise(const nkdatacarrier::ClosedPath2D& p) {
+  volatile float sum = 0.0f;
+  for (int i = 0; i < p.getNumberOfVertices(); ++i)
+    sum = sum + p.getVertex(i).x + p.getVertex(i).y;
+}
+
+inline void exercise(const nkdatacarrier::Impression& imp) {
+  volatile float sum = 0.0f;
+  for (const auto& v : imp.getVertices())
+    sum = sum + v.x + v.y;
+  imp.clone();
+}
+
+inline void exercise(const nkdatacarrier::CgSymbolData& d) {
+  for (const char* key : {"", "kind", "node", "size", "direction"}) {
+    d.got(key);
+    d.getInt(key);
+    d.getString(key);
+    d.getDouble(key);
+    d.getVectorDouble(key);
+  }
+}
+
+inline void exercise(const nkdatacarrier::PostDataObject& plot) {
+  using nkdatacarrier::PostDataInfo;
+  using nkdatacarrier::PostDataObject;
+  for (int t = PostDataInfo::DT_VALUE; t <= PostDataInfo::DT_KIND_21; ++t) {
+    runGuarded("getDataMax", [&] { plot.getDataMax(PostDataInfo::DataType(t)); });
+    runGuarded("getDataMin", [&] { plot.getDataMin(PostDataInfo::DataType(t)); });
+  }
+  plot.hasNormals();
+  plot.getProperty("label");
+  const Array<double, 1> a{-1.0, -0.5, -2.0}, b{2.0, 1.5, 3.0};
+  std::vector<double> params, values, xs, ys, zs;
+  std::vector<std::vector<double>> normals;
+  runGuarded("findLineTriangleIntersections",
+             [&] { plot.findLineTriangleIntersections(a, b, params, values, normals); });
+  runGuarded("findLineSphereIntersections",
+             [&] { plot.findLineSphereIntersections(a, b, 1.0, params, values, xs, ys, zs); });
+  runGuarded("findLineIsosurfaceIntersections", [&] {
+    plot.findLineIsosurfaceIntersections(a, b, Array<double, 1>{0.0, 0.5}, params, values);
+  });
+  PostDataObject cut;
+  runGuarded("findPlaneIntersections", [&] {
+    plot.findPlaneIntersections(Array<double, 1>{0.0, 0.0, 0.0}, Array<double, 1>{1.0, 0.5, 0.25},
+                                cut);
+  });
+  // The changing operations run on deep copies.
+  runGuarded("deform", [&] { plot.clone()->deform(); });
+  runGuarded("scaleData", [&] { plot.clone()->scaleData(2.0, Array<int, 1>{0, 1, 0}); });
+}
+
+// Everything a draw geometry answers, for entity counts per dimension (points, curves, faces or
+// sheets, solids).
+inline void exerciseGeometry(const nkdatacarrier::RenderDrawGeom& g, std::array<int, 4> counts) {
+  std::vector<float> bounds;
+  runGuarded("getBoundingBox", [&] { g.getBoundingBox(bounds); });
+  const Shapes s(bounds, std::max<std::size_t>(bounds.size() / 2, 1));
+  const Shapes s3(bounds, 3);
+  for (int dim = -1; dim <= 4; ++dim) {
+    const std::vector<int> all = allIndices(dim >= 0 && dim < 4 ? counts[dim] : 1);
+    runGuarded("getVolume", [&] { g.getVolume(dim, all); });
+    runGuarded("getBndArea", [&] { g.getBndArea(dim, all); });
+    for (bool inside : {true, false}) {
+      std::vector<int> found;
+      runGuarded("findEntitiesInBall",
+                 [&] { g.findEntitiesInBall(s.centre, s.radius, dim, inside, all, found); });
+      runGuarded("isInBall", [&] { g.isInBall(s.centre, 0.5 * s.radius, dim, inside, all); });
+      runGuarded("findEntitiesInBox", [&] { g.findEntitiesInBox(s.box, dim, inside, all, found); });
+      runGuarded("isInBox", [&] { g.isInBox(s.box, dim, inside, all); });
+      runGuarded("findEntitiesInCylinder", [&] {
+        g.findEntitiesInCylinder(s3.centre, {0.0, 0.0, 1.0}, s3.radius, s3.radius, -s3.radius, dim,
+                                 inside, all, found);
+      });
+      runGuarded("isInCylinder", [&] {
+        g.isInCylinder(s3.centre, {1.0, 0.0, 0.0}, s3.radius, s3.radius, -s3.radius, dim, inside,
+                       all);
+      });
+    }
+    std::vector<double> closest;
+    runGuarded("findClosestPoint", [&] { g.findClosestPoint(s3.centre, all, closest); });
+  }
+  std::vector<std::vector<double>> hits;
+  std::vector<double> from = s3.centre, to = s3.centre;
+  from[2] -= s3.radius;
+  to[2] += s3.radius;
+  runGuarded("findLineIntersections", [&] { g.findLineIntersections(from, to, hits); });
+  nkdatacarrier::PostDataObject cut;
+  runGuarded("findPlaneIntersections", [&] {
+    g.findPlaneIntersections(Array<double, 1>{s3.centre[0], s3.centre[1], s3.centre[2]},
+                             Array<double, 1>{0.3, 0.4, 0.5}, cut);
+  });
+  runGuarded("numUniquePointsEstimate", [&] { g.numUniquePointsEstimate(); });
+  runGuarded("render-array sizes", [&] {
+    g.getMLRenderPointSize();
+    g.getMLRenderVtxSize();
+    g.getMLRenderEdgSize();
+    g.getMLRenderTriSize();
+  });
+  std::vector<std::vector<float>> coords;
+  std::vector<std::vector<int>> elements;
+  runGuarded("getMLRenderData", [&] { g.getMLRenderData(coords, elements); });
+  // Plot data filled from the geometry as drawn, on a copy (filling takes a mutable geometry).
+  runGuarded("PostDataObject::fill", [&] {
+    nkdatacarrier::PostDataObject plot;
+    plot.fill(*g.clone());
+  });
+}
+
+inline void exercise(const nkdatacarrier::RenderDrawGeom1D& g) {
+  exerciseGeometry(g, {g.getNumberOfPoints(), g.getNumberOfCurves(), 0, 0});
+}
+
+inline void exercise(const nkdatacarrier::RenderDrawGeom2D& g) {
+  exerciseGeometry(g, {g.getNumberOfPoints(), g.getNumberOfCurves(), g.getNumberOfFaces(), 0});
+}
+
+inline void exercise(const nkdatacarrier::RenderDrawProj2D& g) {
+  volatile long long sum = 0;
+  for (int i = 0; i < g.getNumberOfPoints(); ++i)
+    sum = sum + g.getPointType(i);
+  for (int i = 0; i < g.getNumberOfCurves(); ++i)
+    sum = sum + g.getCurveType(i) + g.getCurve(i).getNumberOfVertices();
+  exerciseGeometry(g, {g.getNumberOfPoints(), g.getNumberOfCurves(), 0, 0});
+}
+
+// ---- Copies and round trips.
+
+// A copy through the copy constructor, an assignment over a default object, and for top-level
+// carriers the deep clone; plot data are copied by clone and shared by assignment.
+template <typename T>
+void copyEveryWay(const T& object) {
+  if constexpr (std::is_copy_constructible_v<T>) {
+    T copy(object);
+    T assigned;
+    assigned = copy;
+    writeForm(assigned, false);
+  } else {
+    auto copy = object.clone();
+    T assigned;
+    assigned = *copy;
+    writeForm(assigned, false);
+  }
+}
+
+// Plot data also travel by blocks: what arrives writes the same stream as what was sent.
+inline void blockRoundTrip(const nkbase::Serializable&, const std::string&) {}
+inline void blockRoundTrip(const nkdatacarrier::PostDataObject& plot, const std::string& written) {
+  auto source = plot.clone();
+  nkdatacarrier::PostDataObject target;
+  if (!runGuarded("block transfer", [&] { nkbase::transferByBlocks(*source, target); })) return;
+  if (writeForm(target, false) != written) fail("block transfer changed the plot data");
+}
+
+// Written in `text` or binary form, read back into a fresh object and written again: both
+// writes must be the same bytes. Returns the object read back.
+template <typename T>
+void roundTrip(const T& object, bool text, const std::string& binaryWrite) {
+  const std::string first = text ? writeForm(object, true) : binaryWrite;
+  T back;
+  if (!readForm(back, first.data(), first.size(), Form{text, false}, true))
+    fail(std::string("its ") + (text ? "text" : "binary") + " write does not read back");
+  if (writeForm(back, text) != first)
+    fail(std::string("the second ") + (text ? "text" : "binary") + " write differs from the first");
+  if (text && writeForm(back, false) != binaryWrite)
+    fail("read back from its text form, it writes another binary form");
+}
+
+// Whatever a read left in `object`, complete or not: copy it, write it, export and query it.
+template <typename T>
+void useObject(const T& object) {
+  copyEveryWay(object);
+  writeForm(object, true);
+  exercise(object);
+}
+
+// The whole check of one input (selector byte, then stream) read as class T; `into` is the
+// object to read into (fresh for fuzzing; the truncation test also reads into used ones).
+// Returns whether the read completed.
+template <typename T>
+bool checkInputInto(T& into, const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return false;
+  const Form form = formOf(data[0]);
+  const bool complete = readForm(into, reinterpret_cast<const char*>(data + 1), size - 1, form);
+  useObject(into);
+  if (complete) {
+    const std::string binary = writeForm(into, false);
+    roundTrip(into, false, binary);
+    roundTrip(into, true, binary);
+    blockRoundTrip(into, binary);
+  }
+  return complete;
+}
+
+template <typename T>
+bool checkInput(const std::uint8_t* data, std::size_t size) {
+  T object;
+  return checkInputInto(object, data, size);
+}
+
+}  // namespace qvfuzz
