@@ -276,8 +276,9 @@ inline void exerciseGeometry(const nkdatacarrier::RenderDrawGeom& g, std::array<
   runGuarded("getBoundingBox", [&] { g.getBoundingBox(bounds); });
   const Shapes s(bounds, std::max<std::size_t>(bounds.size() / 2, 1));
   const Shapes s3(bounds, 3);
-  for (int dim = -1; dim <= 4; ++dim) {
-    const std::vector<int> all = allIndices(dim >= 0 && dim < 4 ? counts[dim] : 1);
+  // Every dimension a geometry may have, and one it never has.
+  for (int dim : {0, 1, 2, 3, 4}) {
+    const std::vector<int> all = allIndices(dim < 4 ? counts[dim] : 1);
     runGuarded("getVolume", [&] { g.getVolume(dim, all); });
     runGuarded("getBndArea", [&] { g.getBndArea(dim, all); });
     for (bool inside : {true, false}) {
@@ -344,6 +345,16 @@ inline void exercise(const nkdatacarrier::RenderDrawProj2D& g) {
 }
 
 // ---- Copies and round trips.
+
+// A deep copy owned by a shared pointer: through the copy constructor, or clone() for the
+// classes whose copies are made that way.
+template <typename T>
+auto deepCopy(const T& object) {
+  if constexpr (std::is_copy_constructible_v<T>)
+    return nkboost::make_shared<T>(object);
+  else
+    return object.clone();
+}
 
 // A copy through the copy constructor, an assignment over a default object, and for top-level
 // carriers the deep clone; plot data are copied by clone and shared by assignment.
