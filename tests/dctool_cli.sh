@@ -24,10 +24,12 @@ case $case in
     rm -rf "$dir" && mkdir -p "$dir"
     run 0 demo "$dir"
     expect_out "all samples read back unchanged"
-    for f in drawing2d projection drawing1d plot impression symbol; do
+    for f in drawing2d projection sketch drawing1d plot impression symbol; do
       [ -s "$dir/$f.bin" ] && [ -s "$dir/$f.txt" ] || fail "demo did not write $f in both forms"
     done
     expect_out "face area 7.21964"
+    expect_out "the arc at u = 1/2 lies 1 from its centre"
+    expect_out "moving vertex 1 changes edges 0 1"
     ;;
   dump)
     run 0 dump "$dir/impression.bin"
@@ -48,6 +50,13 @@ case $case in
     run 0 info "$dir/drawing2d.bin"
     expect_out "entities:          5 points, 5 curves, 1 faces"
     expect_out "bounding box:      x 0 .. 4, y 0 .. 2"
+    run 0 info "$dir/sketch.txt"
+    expect_out "data-carrier type: 1 (drawing object)"
+    expect_out "entities:          5 vertices, 4 edges"
+    expect_out "degrees:           1, 2, 3, 1 (one per edge)"
+    expect_out "bounding box:      x 0 .. 3, y 0 .. 2.5999999"
+    run 0 info --json "$dir/sketch.bin"
+    expect_out '"counts": {"vertices": 5, "edges": 4}, "degrees": [1, 2, 3, 1]'
     run 0 info --json "$dir/impression.bin"
     expect_out '"class": "Impression", "dataCarrierType": 9'
     expect_out '"boundingBox": {"x": [1, 3], "y": [0.5, 1.5]}'
@@ -62,11 +71,21 @@ case $case in
     grep -qF -- 'cx="2" cy="0.75"' "$dir/plate.svg" || fail "the hole's point is not mirrored"
     run 0 svg "$dir/projection.txt" "$dir/projection.svg"
     grep -qF -- '<title>curve 5</title>' "$dir/projection.svg" || fail "projection lacks curve 5"
+    run 0 svg "$dir/sketch.bin" "$dir/sketch-again.svg"
+    for want in '<title>edge 1 (degree 2)</title>' '<title>edge 2 (degree 3)</title>' \
+                '<title>control polygon of edge 2</title>' 'stroke-dasharray' \
+                '<title>vertex 3</title>' 'viewBox="-0.15 -0.15 3.3 2.9"'; do
+      grep -qF -- "$want" "$dir/sketch-again.svg" || fail "sketch svg lacks $want"
+    done
+    # The deleted vertex 4 is left out; the sketch's line from (0, 0) to (2, 0) is drawn at
+    # y = -0.15 + 2.75 - 0 = 2.6.
+    ! grep -qF -- '<title>vertex 4</title>' "$dir/sketch-again.svg" || fail "deleted vertex drawn"
+    grep -qF -- 'points="0,2.6 2,2.6"><title>edge 0' "$dir/sketch-again.svg" || fail "edge 0 moved"
     run 1 svg "$dir/plot.bin" "$dir/plot.svg"
     expect_err "Not_a_2D_drawing"
     ;;
   convert)
-    for f in drawing2d projection drawing1d plot impression symbol; do
+    for f in drawing2d projection sketch drawing1d plot impression symbol; do
       run 0 convert "$dir/$f.txt" "$dir/$f.conv.bin"
       cmp -s "$dir/$f.conv.bin" "$dir/$f.bin" || fail "$f: text to binary is not bit-exact"
       run 0 convert "$dir/$f.bin" "$dir/$f.conv.txt"

@@ -97,7 +97,9 @@ const Command* findCommand(const std::string& name) {
       {"svg",
        "usage: dctool svg FILE OUT.svg\n\n"
        "Draws a 2D drawing (RenderDraw2D, RenderDrawProj2D) as SVG: faces filled, curves\n"
-       "stroked, points as dots, y up; hovering an entity shows its number.\n",
+       "stroked, points as dots, y up; hovering an entity shows its number. A sketch\n"
+       "(RenderDrawEdit2D) is drawn as its edges' polylines with their control polygons\n"
+       "dashed and its vertices as dots; deleted edges and vertices are left out.\n",
        runSvg},
       {"demo",
        "usage: dctool demo [DIR]\n\n"
@@ -144,6 +146,12 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
     }
     out << "}";
     if (s.valid >= 0) out << ", \"valid\": " << (s.valid ? "true" : "false");
+    if (!s.degrees.empty()) {
+      out << ", \"degrees\": [";
+      for (std::size_t i = 0; i < s.degrees.size(); ++i)
+        out << (i ? ", " : "") << s.degrees[i];
+      out << "]";
+    }
     if (!s.boundingBox.empty()) {
       out << ", \"boundingBox\": {";
       for (std::size_t a = 0; a * 2 + 1 < s.boundingBox.size(); ++a) {
@@ -169,6 +177,12 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
     out << "\n";
   }
   if (s.valid >= 0) out << "valid:             " << (s.valid ? "yes" : "no") << "\n";
+  if (!s.degrees.empty()) {
+    out << "degrees:           ";
+    for (std::size_t i = 0; i < s.degrees.size(); ++i)
+      out << (i ? ", " : "") << s.degrees[i];
+    out << " (one per edge)\n";
+  }
   if (!s.boundingBox.empty()) {
     out << "bounding box:      ";
     for (std::size_t a = 0; a * 2 + 1 < s.boundingBox.size(); ++a) {

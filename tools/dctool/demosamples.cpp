@@ -1,5 +1,6 @@
 #include "demosamples.h"
 
+#include <array>
 #include <cmath>
 
 #include "datacarrier/cgsymboldata.h"
@@ -7,6 +8,7 @@
 #include "datacarrier/postdataobject.h"
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdraw2d.h"
+#include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
 #include "qvutil/array.h"
 
@@ -285,10 +287,62 @@ DemoSample plotSample() {
           }};
 }
 
+// An editable sketch of a closed profile: a line, a quarter circle of degree 2 (radius 1,
+// centre (2, 1)), a cubic S-curve and a line back, joined at four vertices. A fifth vertex,
+// deleted by the editor, travels along but is not drawn.
+DemoSample sketchSample() {
+  using Edge = RenderDrawEdit2D::Edge;
+  auto sketch = std::make_shared<RenderDrawEdit2D>(400);
+  sketch->setLabel("profile sketch");
+  const double xy[4][2] = {{0, 0}, {2, 0}, {3, 1}, {0, 2}};
+  for (const auto& v : xy)
+    sketch->addVertex({false, false, v[0], v[1]});
+  sketch->addVertex({true, false, 1, 1});
+  // Control points as (x, y, w), stored weighted.
+  const auto ctrl = [](const std::vector<std::array<double, 3>>& points) {
+    Array<double, 2> a(static_cast<int>(points.size()), 3);
+    for (int i = 0; i < a.extent(0); ++i) {
+      const auto& p = points[static_cast<std::size_t>(i)];
+      a(i, 0) = p[2] * p[0];
+      a(i, 1) = p[2] * p[1];
+      a(i, 2) = p[2];
+    }
+    return a;
+  };
+  sketch->addEdge(Edge(1, {0, 0, 1, 1}, ctrl({{0, 0, 1}, {2, 0, 1}}), 0, 1));
+  sketch->addEdge(
+      Edge(2, {0, 0, 0, 1, 1, 1}, ctrl({{2, 0, 1}, {3, 0, std::sqrt(0.5)}, {3, 1, 1}}), 1, 2));
+  sketch->addEdge(Edge(3, {0, 0, 0, 0, 1, 1, 1, 1},
+                       ctrl({{3, 1, 1}, {3, 2.6, 1}, {1.2, 0.8, 1}, {0, 2, 1}}), 2, 3));
+  sketch->addEdge(Edge(1, {0, 0, 1, 1}, ctrl({{0, 2, 1}, {0, 0, 1}}), 3, 0));
+  return {"sketch", "Editable sketch: a line, a quarter circle, a cubic and a line", sketch,
+          [sketch](std::ostream& out) {
+            std::vector<float> box;
+            sketch->getBoundingBox(box);
+            double x = 0, y = 0;
+            sketch->getEdge(1).evalCoord(0.5, x, y);
+            std::vector<RenderDrawEdit2D::Coord> polyline;
+            sketch->getEdge(2).evalEdge(1e-3, BoundingBox2D(box[0], box[1], box[2], box[3]), 1000,
+                                        polyline);
+            RenderDrawEdit2D moved = *sketch;
+            std::vector<int> changed;
+            moved.setVertexCoord(1, 2, -0.5, changed);
+            out << "  " << sketch->getNumVtx() << " vertices (1 deleted), " << sketch->getNumEdg()
+                << " edges; extent " << box[0] << " .. " << box[1] << " x " << box[2] << " .. "
+                << box[3] << "\n  the arc at u = 1/2 lies " << std::hypot(x - 2, y - 1)
+                << " from its centre; the cubic is drawn with " << polyline.size()
+                << " points; moving vertex 1 changes edges";
+            for (int e : changed)
+              out << " " << e;
+            out << "\n";
+          },
+          true};
+}
+
 }  // namespace
 
 std::vector<DemoSample> demoSamples() {
-  return {drawingSample(), projectionSample(), lineSample(),
+  return {drawingSample(), projectionSample(), sketchSample(), lineSample(),
           plotSample(),    impressionSample(), symbolSample()};
 }
 

@@ -15,6 +15,7 @@
 #include "datacarrier/postdataobject.h"
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdraw2d.h"
+#include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
 #include "summary.h"
 
@@ -39,6 +40,7 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<RenderDraw1D>(),
       entry<RenderDraw2D>(),
       entry<RenderDrawProj2D>(),
+      entry<RenderDrawEdit2D>(),  // identified by getClassID alone: it has no static one
       entry<PostDataObject>(),
       entry<Impression>(),
       // Carriers that travel inside others, and may be written on their own.

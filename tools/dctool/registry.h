@@ -19,6 +19,7 @@ struct Summary {
   std::vector<std::pair<std::string, long long>> counts;
   std::vector<float> boundingBox;  // (min, max) per axis; empty when the class has none
   int valid = -1;                  // -1: the class has no validity flag
+  std::vector<int> degrees;        // the polynomial degree of each curve that has one
 };
 
 struct CarrierClass {

@@ -1,6 +1,7 @@
 // Summaries of carriers for `dctool info`, found from the accessors a class has: counts from
-// its getNumberOf... members, the bounding box from getBoundingBox, the validity flag, the
-// data-carrier type. A new class is summarised without code of its own.
+// its getNumberOf... (or getNum...) members, the degrees of NURBS edges, the bounding box from
+// getBoundingBox, the validity flag, the data-carrier type. A new class is summarised without code
+// of its own.
 #pragma once
 
 #include <type_traits>
@@ -27,6 +28,14 @@ struct HasBoxIntoVector : std::false_type {};
 template <typename T>
 struct HasBoxIntoVector<T, std::void_t<decltype(std::declval<const T&>().getBoundingBox(
                                std::declval<std::vector<float>&>()))>> : std::true_type {};
+
+// A sketch of NURBS edges: getNumEdg() and getEdge(i).getDegree().
+template <typename T, typename = void>
+struct HasEdgeDegrees : std::false_type {};
+template <typename T>
+struct HasEdgeDegrees<T, std::void_t<decltype(std::declval<const T&>().getEdge(0).getDegree()),
+                                     decltype(std::declval<const T&>().getNumEdg())>>
+    : std::true_type {};
 
 template <typename T, typename = void>
 struct HasIsValid : std::false_type {};
@@ -67,6 +76,8 @@ DCTOOL_COUNT(getNumberOfLines, "lines")
 DCTOOL_COUNT(getNumberOfFromIndices, "sources")
 DCTOOL_COUNT(getTotalNumberOfAdjacents, "adjacents")
 DCTOOL_COUNT(getGroups, "groups")
+DCTOOL_COUNT(getNumVtx, "vertices")
+DCTOOL_COUNT(getNumEdg, "edges")
 
 #undef DCTOOL_COUNT
 
@@ -90,6 +101,12 @@ void summarise(const T& object, Summary& s) {
   detail::countgetNumberOfFromIndices(object, s);
   detail::countgetTotalNumberOfAdjacents(object, s);
   detail::countgetGroups(object, s);
+  detail::countgetNumVtx(object, s);
+  detail::countgetNumEdg(object, s);
+  if constexpr (detail::HasEdgeDegrees<T>::value) {
+    for (int i = 0; i < object.getNumEdg(); ++i)
+      s.degrees.push_back(object.getEdge(i).getDegree());
+  }
   if constexpr (detail::HasBoxIntoVector<T>::value) {
     object.getBoundingBox(s.boundingBox);
   } else if constexpr (detail::HasBoxMember<T>::value) {

@@ -1,6 +1,8 @@
 // `dctool svg`: a picture of a 2D drawing. Faces are filled (each as the union of its
 // triangles), curves stroked, points drawn as dots; every entity carries a <title> with its
-// number, which a browser shows on hover. The drawing's y axis points up.
+// number, which a browser shows on hover. The drawing's y axis points up. A sketch of NURBS
+// edges is drawn as the edges' adaptive polylines over the sketch's extent, their control
+// polygons dashed and the vertices as dots; deleted edges and vertices are left out.
 #include <algorithm>
 #include <cmath>
 #include <fstream>
@@ -11,6 +13,7 @@
 #include "carrierfile.h"
 #include "commands.h"
 #include "datacarrier/renderdraw2d.h"
+#include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
 
 namespace dctool {
@@ -69,6 +72,20 @@ void grow(Frame& f, double x, double y) {
   f.maxY = std::max(f.maxY, y);
 }
 
+// The <svg> element, its title and the white background of frame f.
+void svgHead(const Frame& f, const std::string& title, std::ostream& out) {
+  // 800 units wide, or 600 high for a tall picture, so that it fits a common window.
+  const double aspect = (f.maxY - f.minY) / (f.maxX - f.minX);
+  const double width = aspect > 0.75 ? 600.0 / aspect : 800.0;
+  const double height = std::max(100.0, width * aspect);
+  out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << num(width) << "\" height=\""
+      << num(height) << "\" viewBox=\"" << num(f.minX) << " " << num(f.minY) << " "
+      << num(f.maxX - f.minX) << " " << num(f.maxY - f.minY) << "\">\n";
+  out << "<title>" << xmlText(title) << "</title>\n";
+  out << "<rect x=\"" << num(f.minX) << "\" y=\"" << num(f.minY) << "\" width=\""
+      << num(f.maxX - f.minX) << "\" height=\"" << num(f.maxY - f.minY) << "\" fill=\"white\"/>\n";
+}
+
 template <typename Geometry>
 constexpr bool kHasFaces = std::is_base_of<nkdatacarrier::RenderDrawGeom2D, Geometry>::value;
 
@@ -103,15 +120,8 @@ Frame frameOf(const Geometry& g) {
 template <typename Geometry>
 void writeSvg(const Geometry& g, const std::string& title, std::ostream& out) {
   const Frame f = frameOf(g);
-  const double width = 800.0;
-  const double height = std::max(100.0, width * (f.maxY - f.minY) / (f.maxX - f.minX));
   const double dot = 0.008 * f.size();
-  out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << num(width) << "\" height=\""
-      << num(height) << "\" viewBox=\"" << num(f.minX) << " " << num(f.minY) << " "
-      << num(f.maxX - f.minX) << " " << num(f.maxY - f.minY) << "\">\n";
-  out << "<title>" << xmlText(title) << "</title>\n";
-  out << "<rect x=\"" << num(f.minX) << "\" y=\"" << num(f.minY) << "\" width=\""
-      << num(f.maxX - f.minX) << "\" height=\"" << num(f.maxY - f.minY) << "\" fill=\"white\"/>\n";
+  svgHead(f, title, out);
   if constexpr (kHasFaces<Geometry>) {
     out << "<g fill=\"#9ecae1\" stroke=\"#9ecae1\" stroke-width=\"0.5\" "
            "vector-effect=\"non-scaling-stroke\">\n";
@@ -152,6 +162,93 @@ void writeSvg(const Geometry& g, const std::string& title, std::ostream& out) {
   out << "</g>\n</svg>\n";
 }
 
+// The frame of a sketch: the extent of its vertices and control points, deleted ones included
+// as in the sketch's own extent (so a picture keeps its scale when an edge is deleted), in
+// double precision, with a margin of 5% of its larger side.
+Frame sketchFrame(const nkdatacarrier::RenderDrawEdit2D& sketch) {
+  const double inf = std::numeric_limits<double>::infinity();
+  Frame f{inf, -inf, inf, -inf};
+  const auto add = [&f](double x, double y) {
+    if (std::isfinite(x) && std::isfinite(y)) grow(f, x, y);
+  };
+  for (int i = 0; i < sketch.getNumVtx(); ++i)
+    add(sketch.getVertex(i).x, sketch.getVertex(i).y);
+  for (int i = 0; i < sketch.getNumEdg(); ++i) {
+    const auto& e = sketch.getEdge(i);
+    if (e.getCtrlPoints().extent(1) < 3) continue;
+    for (int k = 0; k < e.getNumCtrlPoints(); ++k)
+      add(e.getCtrlXCoord(k), e.getCtrlYCoord(k));
+  }
+  if (!(f.minX <= f.maxX)) f = {0, 1, 0, 1};  // nothing to draw
+  const double margin = f.size() > 0 ? 0.05 * f.size() : 1.0;
+  return {f.minX - margin, f.maxX + margin, f.minY - margin, f.maxY + margin};
+}
+
+// One polyline per run of finite points (a malformed edge evaluates to NaN).
+void polylines(const std::vector<std::pair<double, double>>& points, const Frame& f,
+               const std::string& title, std::ostream& out) {
+  std::size_t i = 0;
+  while (i < points.size()) {
+    while (i < points.size() &&
+           !(std::isfinite(points[i].first) && std::isfinite(points[i].second)))
+      ++i;
+    if (i == points.size()) break;
+    out << "<polyline vector-effect=\"non-scaling-stroke\" points=\"";
+    for (bool first = true;
+         i < points.size() && std::isfinite(points[i].first) && std::isfinite(points[i].second);
+         ++i, first = false) {
+      out << (first ? "" : " ") << num(points[i].first) << "," << num(f.y(points[i].second));
+    }
+    out << "\"><title>" << title << "</title></polyline>\n";
+  }
+}
+
+void writeSketchSvg(const nkdatacarrier::RenderDrawEdit2D& sketch, const std::string& title,
+                    std::ostream& out) {
+  using Edge = nkdatacarrier::RenderDrawEdit2D::Edge;
+  const Frame f = sketchFrame(sketch);
+  svgHead(f, title, out);
+  // Refined over the sketch's extent, where the curve leaves its chords by more than a
+  // thousandth of the picture: below a pixel at the picture's 800 units of width.
+  std::vector<float> box;
+  sketch.getBoundingBox(box);
+  const BoundingBox2D extent(box[0], box[1], box[2], box[3]);
+  const double tol = 1e-3 * f.size();
+  const int maxRefinements = 100000;
+  std::vector<nkdatacarrier::RenderDrawEdit2D::Coord> samples;
+  std::vector<std::pair<double, double>> points;
+  out << "<g fill=\"none\" stroke=\"#969696\" stroke-width=\"1\" stroke-dasharray=\"6 4\">\n";
+  for (int i = 0; i < sketch.getNumEdg(); ++i) {
+    const Edge& e = sketch.getEdge(i);
+    if (e.isDeleted() || e.getCtrlPoints().extent(1) < 3) continue;
+    points.clear();
+    for (int k = 0; k < e.getNumCtrlPoints(); ++k)
+      points.emplace_back(e.getCtrlXCoord(k), e.getCtrlYCoord(k));
+    polylines(points, f, "control polygon of edge " + std::to_string(i), out);
+  }
+  out << "</g>\n<g fill=\"none\" stroke=\"#08306b\" stroke-width=\"2\" "
+         "stroke-linejoin=\"round\">\n";
+  for (int i = 0; i < sketch.getNumEdg(); ++i) {
+    const Edge& e = sketch.getEdge(i);
+    if (e.isDeleted()) continue;
+    e.evalEdge(tol, extent, maxRefinements, samples);
+    points.clear();
+    for (const auto& c : samples)
+      points.emplace_back(c.x, c.y);
+    polylines(points, f,
+              "edge " + std::to_string(i) + " (degree " + std::to_string(e.getDegree()) + ")", out);
+  }
+  out << "</g>\n<g fill=\"#cb181d\">\n";
+  const double dot = 0.008 * f.size();
+  for (int i = 0; i < sketch.getNumVtx(); ++i) {
+    const auto& v = sketch.getVertex(i);
+    if (v.deleted || !std::isfinite(v.x) || !std::isfinite(v.y)) continue;
+    out << "<circle cx=\"" << num(v.x) << "\" cy=\"" << num(f.y(v.y)) << "\" r=\"" << num(dot)
+        << "\"><title>vertex " << i << "</title></circle>\n";
+  }
+  out << "</g>\n</svg>\n";
+}
+
 }  // namespace
 
 bool writeDrawingSvg(const nkbase::Serializable& object, const std::string& title,
@@ -160,6 +257,8 @@ bool writeDrawingSvg(const nkbase::Serializable& object, const std::string& titl
     writeSvg(*d2, title, out);
   } else if (const auto* proj = dynamic_cast<const nkdatacarrier::RenderDrawProj2D*>(&object)) {
     writeSvg(*proj, title, out);
+  } else if (const auto* sketch = dynamic_cast<const nkdatacarrier::RenderDrawEdit2D*>(&object)) {
+    writeSketchSvg(*sketch, title, out);
   } else {
     return false;
   }
@@ -171,7 +270,7 @@ void saveDrawingSvg(const nkbase::Serializable& object, const std::string& title
   std::ostringstream svg;
   if (!writeDrawingSvg(object, title, svg)) {
     throw ToolError(1, title + ": byte 0: Not_a_2D_drawing: " + object.getClassID() +
-                           " is not a RenderDraw2D or RenderDrawProj2D");
+                           " is not a RenderDraw2D, RenderDrawProj2D or RenderDrawEdit2D");
   }
   std::ofstream file(path, std::ios::trunc);
   file << svg.str();
