@@ -14,6 +14,7 @@ set(QV_FUZZ_CLASSES
   PostDataObject
   RenderDraw1D
   RenderDraw2D
+  RenderDrawEdit2D
   RenderDrawProj2D
 )
 

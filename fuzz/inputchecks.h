@@ -31,6 +31,7 @@
 #include "datacarrier/face2d.h"
 #include "datacarrier/impression.h"
 #include "datacarrier/postdataobject.h"
+#include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawgeom.h"
 #include "datacarrier/renderdrawgeom1d.h"
 #include "datacarrier/renderdrawgeom2d.h"
@@ -342,6 +343,40 @@ inline void exercise(const nkdatacarrier::RenderDrawProj2D& g) {
   for (int i = 0; i < g.getNumberOfCurves(); ++i)
     sum = sum + g.getCurveType(i) + g.getCurve(i).getNumberOfVertices();
   exerciseGeometry(g, {g.getNumberOfPoints(), g.getNumberOfCurves(), 0, 0});
+}
+
+inline void exercise(const nkdatacarrier::RenderDrawEdit2D& sketch) {
+  using Sketch = nkdatacarrier::RenderDrawEdit2D;
+  std::vector<float> bounds;
+  sketch.getBoundingBox(bounds);
+  const nkdatacarrier::BoundingBox2D everywhere(-1e30, 1e30, -1e30, 1e30);
+  std::vector<Sketch::Coord> polyline;
+  for (int e = 0; e < sketch.getNumEdg(); ++e) {
+    const Sketch::Edge& edge = sketch.getEdge(e);
+    edge.getBoundingBox();
+    const auto& knots = edge.getKnots();
+    for (double u : {-1.0, 0.0, 0.5, 1.0, 2.0}) {
+      double x = 0.0, y = 0.0;
+      edge.findSpan(u);
+      edge.evalCoord(knots.empty() ? u : knots.front() + u * (knots.back() - knots.front()), x, y);
+    }
+    edge.evalEdge(1e-3, everywhere, 64, polyline);
+    if (edge.getCtrlPoints().extent(1) >= 3)
+      for (int i = 0; i < edge.getNumCtrlPoints(); ++i)
+        edge.getCtrlPoint(i);
+  }
+  // Editing, on a copy: every vertex, and the first and last control point of every edge.
+  Sketch copy(sketch);
+  std::vector<int> changed;
+  for (int v = 0; v < copy.getNumVtx(); ++v)
+    copy.setVertexCoord(v, 1.0, 2.0, changed);
+  for (int e = 0; e < copy.getNumEdg(); ++e) {
+    const int n = copy.getEdge(e).getNumCtrlPoints();
+    if (n > 0) copy.setEdgeCtrlPoint(e, 0, 3.0, 4.0, changed);
+    if (n > 1) copy.setEdgeCtrlPoint(e, n - 1, 5.0, 6.0, changed);
+  }
+  copy.getBoundingBox(bounds);
+  exerciseGeometry(sketch, {sketch.getNumVtx(), sketch.getNumEdg(), 0, 0});
 }
 
 // ---- Copies and round trips.
