@@ -1,6 +1,7 @@
 // Internal arithmetic of the curve, face and sheet primitives in N coordinates: the squared
-// distance from a point to a segment, the separating-axis test of a segment against a box, and
-// the all-vertices-inside tests of a ball and a box. Curve2D's static helpers, Face2D and the 3D
+// distance from a point to a segment, the separating-axis test of a segment against a box,
+// the all-vertices-inside tests of a ball and a box, and in 3D the query cylinder (its frame,
+// a point in it, a segment meeting it). Curve2D's static helpers, Face2D and the 3D
 // primitives all call these, so that each rule and its precision exist once. Internal to the
 // library.
 //
@@ -13,15 +14,18 @@
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 namespace nkdatacarrier {
 namespace segmentmath {
 
-// Copies the N float coordinates of a vertex struct (x, y[, z], nothing else) into `out`.
+// Copies the N float coordinates of a vertex struct that starts with them (x, y[, z], possibly
+// followed by more floats such as a normal) into `out`.
 template <int N, typename V>
 inline void load(const V& v, float (&out)[N]) {
-  static_assert(sizeof(V) == N * sizeof(float) && std::is_trivially_copyable<V>::value,
-                "a vertex is a plain struct of N floats");
+  static_assert(sizeof(V) >= N * sizeof(float) && sizeof(V) % sizeof(float) == 0 &&
+                    std::is_trivially_copyable<V>::value && std::is_standard_layout<V>::value,
+                "a vertex is a plain struct of floats starting with N coordinates");
   std::memcpy(out, &v, sizeof out);
 }
 
@@ -168,6 +172,129 @@ inline bool allInsideBox(const V* vertices, std::size_t count, const double* box
     }
   }
   return true;
+}
+
+// ---- 3D cylinders: the frame of a query cylinder, a point inside it, a segment meeting it ----
+//
+// A query cylinder has an axis point, an axis direction of any length (normalised here), a
+// radius and the heights `top` >= h >= `bottom` along the unit axis from the axis point. The
+// curve and sheet primitives share these pieces.
+
+// Dot product and squared length of double 3-vectors, summed x, y, z in that order.
+inline double dot3(const double* a, const double* b) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+// v divided by its length, component by component.
+inline void normalise3(const double* v, double* out) {
+  const double len = std::sqrt(dot3(v, v));
+  for (int k = 0; k < 3; ++k)
+    out[k] = v[k] / len;
+}
+
+// Half size of the cube around the axis point that holds the whole cylinder:
+// sqrt(r^2 + max(top^2, bottom^2)).
+inline double cylinderReach(double radius, double top, double bottom) {
+  return std::sqrt(radius * radius + std::max(top * top, bottom * bottom));
+}
+
+// The unit axis w of a query cylinder and a unit basis u, v of the plane perpendicular to it:
+// u = (w.y, -w.x, 0) normalised when |w.x| > |w.z|, else (0, w.z, -w.y) normalised; v = w x u.
+struct CylinderFrame {
+  explicit CylinderFrame(const double* axis) {
+    normalise3(axis, w);
+    double p[3];
+    if (std::fabs(w[0]) > std::fabs(w[2])) {
+      p[0] = w[1];
+      p[1] = -w[0];
+      p[2] = 0.0;
+    } else {
+      p[0] = 0.0;
+      p[1] = w[2];
+      p[2] = -w[1];
+    }
+    normalise3(p, u);
+    v[0] = w[1] * u[2] - w[2] * u[1];
+    v[1] = w[2] * u[0] - w[0] * u[2];
+    v[2] = w[0] * u[1] - w[1] * u[0];
+  }
+  double u[3];
+  double v[3];
+  double w[3];
+};
+
+// A cylinder for the point test, with the axis normalised once per query.
+struct CylinderQuery {
+  CylinderQuery(const double* base_, const double* axis, double radius, double top_, double bottom_)
+      : r2(radius * radius), top(top_), bottom(bottom_) {
+    for (int k = 0; k < 3; ++k)
+      base[k] = base_[k];
+    normalise3(axis, n);
+  }
+  double base[3];
+  double n[3];
+  double r2;
+  double top;
+  double bottom;
+};
+
+// Whether the float point v lies in the closed cylinder: bottom <= h <= top for its height h
+// along the axis, and its squared distance |d|^2 - h^2 from the axis line at most r^2.
+inline bool pointInCylinder(const CylinderQuery& c, const float* v) {
+  double d[3];
+  for (int k = 0; k < 3; ++k)
+    d[k] = double(v[k]) - c.base[k];
+  const double h = dot3(d, c.n);
+  if (!(c.top >= h && h >= c.bottom)) return false;
+  return c.r2 >= dot3(d, d) - h * h;
+}
+
+// Whether the segment a-b meets the closed cylinder with the unit axis `n` and the unit basis
+// e1, e2 of the plane perpendicular to it. The ends relative to the base are ordered so that P
+// is the higher one; a segment wholly above `top` or below `bottom` misses. Unless the segment
+// is perpendicular to the axis (|dh| at most 1e-7 of its length) it is clipped to the slab:
+// first P down to `top`, then Q up to `bottom`, where Q is interpolated between the already
+// clipped P and Q with the parameter of the unclipped segment. With both ends clipped Q thus
+// lands slightly off the bottom plane; selection results depend on that, so it stays. The clipped
+// ends are projected onto the perpendicular plane in single precision and the segment between
+// them meets the cylinder when its distance from the axis is at most the radius.
+inline bool segmentMeetsCylinder(const double* base, const double* e1, const double* e2,
+                                 const double* n, double r2, double top, double bottom,
+                                 const float* a, const float* b) {
+  double P[3];
+  double Q[3];
+  for (int k = 0; k < 3; ++k) {
+    P[k] = double(a[k]) - base[k];
+    Q[k] = double(b[k]) - base[k];
+  }
+  double hP = dot3(n, P);
+  double hQ = dot3(n, Q);
+  if (hQ > hP) {
+    std::swap(hP, hQ);
+    for (int k = 0; k < 3; ++k)
+      std::swap(P[k], Q[k]);
+  }
+  if (hQ > top || bottom > hP) return false;
+  const double dh = hQ - hP;
+  double D[3];
+  for (int k = 0; k < 3; ++k)
+    D[k] = Q[k] - P[k];
+  if (std::fabs(dh) > 1e-7 * std::sqrt(dot3(D, D))) {
+    if (hP > top) {
+      const double t = (top - hP) / dh;
+      for (int k = 0; k < 3; ++k)
+        P[k] = (1.0 - t) * P[k] + t * Q[k];
+    }
+    if (bottom > hQ) {
+      const double t = (bottom - hP) / dh;  // hP and dh of the unclipped segment
+      for (int k = 0; k < 3; ++k)
+        Q[k] = (1.0 - t) * P[k] + t * Q[k];  // from the clipped P
+    }
+  }
+  const float p2[2] = {float(dot3(e1, P)), float(dot3(e2, P))};
+  const float q2[2] = {float(dot3(e1, Q)), float(dot3(e2, Q))};
+  const double origin[2] = {0.0, 0.0};
+  return r2 >= distance2ToSegment<2>(origin, p2, q2);
 }
 
 }  // namespace segmentmath

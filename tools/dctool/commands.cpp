@@ -58,6 +58,14 @@ std::string number(float v, bool json) {
   return s.str();
 }
 
+// The same for a double.
+std::string number(double v, bool json) {
+  if (json && !std::isfinite(v)) return "null";
+  std::ostringstream s;
+  s << std::setprecision(17) << v;
+  return s.str();
+}
+
 std::string jsonString(const std::string& s) {
   std::string out = "\"";
   for (unsigned char c : s) {
@@ -160,6 +168,8 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
       }
       out << "}";
     }
+    for (const auto& [name, value] : s.measures)
+      out << ", " << jsonString(name) << ": " << number(value, true);
     out << "}\n";
     return 0;
   }
@@ -190,6 +200,10 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
           << number(s.boundingBox[2 * a + 1], false);
     }
     out << "\n";
+  }
+  for (const auto& [name, value] : s.measures) {
+    out << name << ":" << std::string(name.size() < 18 ? 18 - name.size() : 1, ' ')
+        << number(value, false) << "\n";
   }
   return 0;
 }

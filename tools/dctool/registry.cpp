@@ -10,6 +10,7 @@
 #include "datacarrier/closedpath2d.h"
 #include "datacarrier/curve1d.h"
 #include "datacarrier/curve2d.h"
+#include "datacarrier/curve3d.h"
 #include "datacarrier/face2d.h"
 #include "datacarrier/impression.h"
 #include "datacarrier/postdataobject.h"
@@ -17,6 +18,7 @@
 #include "datacarrier/renderdraw2d.h"
 #include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
+#include "datacarrier/sheet3d.h"
 #include "summary.h"
 
 namespace dctool {
@@ -53,6 +55,8 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<Curve2D>(),
       entry<ClosedPath2D>(),
       entry<Face2D>(),
+      entry<Curve3D>(),
+      entry<Sheet3D>(),
   };
   return classes;
 }

@@ -20,6 +20,7 @@ struct Summary {
   std::vector<float> boundingBox;  // (min, max) per axis; empty when the class has none
   int valid = -1;                  // -1: the class has no validity flag
   std::vector<int> degrees;        // the polynomial degree of each curve that has one
+  std::vector<std::pair<std::string, double>> measures;  // named sizes: length, area
 };
 
 struct CarrierClass {

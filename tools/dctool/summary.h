@@ -10,7 +10,9 @@
 #include "datacarrier/boundingbox1d.h"
 #include "datacarrier/boundingbox2d.h"
 #include "datacarrier/boundingbox3d.h"
+#include "datacarrier/curve3d.h"
 #include "datacarrier/idatacarrier.h"
+#include "datacarrier/sheet3d.h"
 #include "registry.h"
 
 namespace dctool {
@@ -113,6 +115,17 @@ void summarise(const T& object, Summary& s) {
     detail::boxFields(object.getBoundingBox(), s.boundingBox);
   }
   if constexpr (detail::HasIsValid<T>::value) s.valid = object.isValid() ? 1 : 0;
+}
+
+// The 3D curve adds its length, the sheet its area (0 unless its mesh is complete) to what every
+// class shows.
+inline void summarise(const nkdatacarrier::Curve3D& curve, Summary& s) {
+  summarise<nkdatacarrier::Curve3D>(curve, s);
+  s.measures.emplace_back("length", curve.getLength());
+}
+inline void summarise(const nkdatacarrier::Sheet3D& sheet, Summary& s) {
+  summarise<nkdatacarrier::Sheet3D>(sheet, s);
+  s.measures.emplace_back("area", sheet.getArea());
 }
 
 }  // namespace dctool

@@ -1,0 +1,635 @@
+#include "datacarrier/sheet3d.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <cmath>
+#include <random>
+
+#include "datacarrier/internal/trianglemath.h"
+#include "datacarrier/postdataobject.h"
+#include "qvutil/nkmath.h"
+#define QVTEST_REFUSE_HUGE_ALLOCATIONS
+#include "carrierstreamchecks.h"
+#include "recordingstream.h"
+
+using nkdatacarrier::BoundingBox3D;
+using nkdatacarrier::PostDataObject;
+using nkdatacarrier::Sheet3D;
+using nkvec::DVec3;
+using qvtest::ForgedIStream;
+using Values = std::vector<ForgedIStream::Value>;
+using V = Sheet3D::Vertex;
+using Tri = std::array<int, 3>;
+
+namespace {
+
+Sheet3D makeSheet(const std::vector<V>& vertices, const std::vector<Tri>& triangles,
+                  BoundingBox3D box, bool valid = true, bool complete = true) {
+  Sheet3D s;
+  s.allocate(static_cast<int>(vertices.size()), static_cast<int>(triangles.size()));
+  for (std::size_t i = 0; i < vertices.size(); ++i) {
+    const V& v = vertices[i];
+    s.setVertex(static_cast<int>(i), v.x, v.y, v.z, v.nx, v.ny, v.nz);
+  }
+  for (std::size_t i = 0; i < triangles.size(); ++i)
+    s.setTriangle(static_cast<int>(i), triangles[i][0], triangles[i][1], triangles[i][2]);
+  s.setBoundingBox3D(box);
+  s.setValid(valid);
+  s.setComplete(complete);
+  return s;
+}
+
+// The unit square in z = 0 as two triangles meeting along the diagonal x = y, normals up.
+const std::vector<V> kSquare{
+    {0, 0, 0, 0, 0, 1}, {1, 0, 0, 0, 0, 1}, {1, 1, 0, 0, 0, 1}, {0, 1, 0, 0, 0, 1}};
+const std::vector<Tri> kSquareTris{{0, 1, 2}, {0, 2, 3}};
+const BoundingBox3D kSquareBox(0.0f, 1.0f, 0.0f, 1.0f, 0.0f, 0.0f);
+const BoundingBox3D kWide(-100.0f, 100.0f, -100.0f, 100.0f, -100.0f, 100.0f);
+
+Sheet3D square() {
+  return makeSheet(kSquare, kSquareTris, kSquareBox);
+}
+
+// The values of a valid sheet's body after its flags: counts, one vertex per entry, triangles,
+// up 4, down 5.
+Values body(const std::vector<V>& vertices, const std::vector<Tri>& triangles) {
+  Values out{static_cast<int>(vertices.size()), static_cast<int>(triangles.size())};
+  for (const V& v : vertices)
+    out.insert(out.end(), {v.x, v.y, v.z, v.nx, v.ny, v.nz});
+  for (const Tri& t : triangles)
+    out.insert(out.end(), {t[0], t[1], t[2]});
+  out.insert(out.end(), {4, 5});
+  return out;
+}
+
+Values concat(Values a, const Values& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+const Values kForgedBox{std::string("RenderBoundingBox3D"), 0, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f};
+
+}  // namespace
+
+// ---- storage and flags ----
+
+TEST(Sheet3DStorage, ConstructedSheetIsEmptyAndInvalid) {
+  const Sheet3D s;
+  EXPECT_FALSE(s.isValid());
+  EXPECT_FALSE(s.isComplete());
+  EXPECT_EQ(s.getNumberOfVertices(), 0);
+  EXPECT_EQ(s.getNumberOfTriangles(), 0);
+  EXPECT_EQ(s.getTriangleArray(), nullptr);
+  EXPECT_EQ(s.getUp(), -1);
+  EXPECT_EQ(s.getDown(), -1);
+  EXPECT_EQ(s.getArea(), 0.0);
+  EXPECT_EQ(Sheet3D::getStaticClassID(), "RenderSheet3D");
+  EXPECT_EQ(Sheet3D::VERSION, 2u);
+}
+
+TEST(Sheet3DStorage, FlagsFollowTheirOwnRules) {
+  Sheet3D s = square();
+  ASSERT_TRUE(s.isValid() && s.isComplete());
+  s.setValid(false);  // clears complete
+  EXPECT_FALSE(s.isComplete());
+  s.setComplete(true);  // allowed on an invalid sheet
+  EXPECT_TRUE(s.isComplete());
+  EXPECT_FALSE(s.isValid());
+  s.setValid(true);
+  s.setUp(3);
+  s.clearMesh();  // keeps complete, box and domains
+  EXPECT_FALSE(s.isValid());
+  EXPECT_TRUE(s.isComplete());
+  EXPECT_EQ(s.getNumberOfVertices(), 0);
+  EXPECT_EQ(s.getTriangleArray(), nullptr);
+  EXPECT_EQ(s.getUp(), 3);
+  EXPECT_EQ(s.getBoundingBox().getMaxX(), 1.0f);
+  // allocate sizes both arrays, keeps what was there, zeroes what is new, clears both flags.
+  s = square();
+  s.allocate(5, 3);
+  EXPECT_FALSE(s.isValid() || s.isComplete());
+  EXPECT_EQ(s.getNumberOfVertices(), 5);
+  EXPECT_EQ(s.getNumberOfTriangles(), 3);
+  EXPECT_EQ(s.getVertex(2).x, 1.0f);
+  EXPECT_EQ(s.getVertex(4).nz, 0.0f);
+  EXPECT_EQ(s.getTriangleArray()[5], 3);
+  EXPECT_EQ(s.getTriangleArray()[8], 0);
+}
+
+TEST(Sheet3DStorage, AreaNeedsCompleteAndUsesSinglePrecisionEdges) {
+  EXPECT_EQ(square().getArea(), 1.0);
+  EXPECT_EQ(makeSheet(kSquare, kSquareTris, kSquareBox, true, false).getArea(), 0.0);
+  EXPECT_EQ(makeSheet(kSquare, kSquareTris, kSquareBox, false, false).getArea(), 0.0);
+  // 1.1f - 0.1f rounds to exactly 1 in single precision (it is 1.0000000223... in double).
+  const Sheet3D thin = makeSheet({{0.1f, 0, 0}, {1.1f, 0, 0}, {0.1f, 1, 0}, {5, 5, 5}},
+                                 {{0, 1, 2}, {3, 3, 3}}, kWide);
+  EXPECT_EQ(thin.getArea(), 0.5);  // the degenerate triangle adds 0
+}
+
+TEST(Sheet3DStorage, DuplicateCopiesEverythingOnlyFromAValidSheet) {
+  Sheet3D source = square();
+  source.setUp(7);
+  source.setDown(8);
+  Sheet3D target;
+  source.duplicate(target);
+  EXPECT_EQ(qvtest::binaryOf(target), qvtest::binaryOf(source));
+  EXPECT_TRUE(target.isComplete());
+
+  // An invalid source hands over its sizes and its flag: the target keeps the leading entries
+  // it had, zeroes the rest, and keeps its box and domains.
+  Sheet3D invalid = makeSheet({{9, 9, 9}, {9, 9, 9}, {9, 9, 9}, {9, 9, 9}, {9, 9, 9}},
+                              {{4, 4, 4}, {4, 4, 4}, {4, 4, 4}}, kWide, false, false);
+  invalid.duplicate(target);
+  EXPECT_FALSE(target.isValid() || target.isComplete());
+  EXPECT_EQ(target.getNumberOfVertices(), 5);
+  EXPECT_EQ(target.getNumberOfTriangles(), 3);
+  EXPECT_EQ(target.getVertex(1).x, 1.0f);  // the square's
+  EXPECT_EQ(target.getVertex(4).x, 0.0f);  // new
+  EXPECT_EQ(target.getTriangleArray()[5], 3);
+  EXPECT_EQ(target.getUp(), 7);
+  EXPECT_EQ(target.getBoundingBox().getMaxX(), 1.0f);
+}
+
+// ---- serialization ----
+
+TEST(Sheet3DSerialization, WritesTheExactSequence) {
+  Sheet3D s = makeSheet({{0, 0.5f, 1, 0, 0, 1}, {2, 0, 0, 0, 1, 0}, {0, 2, 0, 1, 0, 0}},
+                        {{0, 1, 2}}, {0, 2, 0, 2, 0, 1}, false, false);
+  const std::vector<std::string> head{"unsigned 2",
+                                      "# version",
+                                      "# Bounding box",
+                                      "string RenderBoundingBox3D",
+                                      "unsigned 0",
+                                      "# version",
+                                      "float 0",
+                                      "# minimum x-coordinate",
+                                      "float 2",
+                                      "# maximum x-coordinate",
+                                      "float 0",
+                                      "# minimum y-coordinate",
+                                      "float 2",
+                                      "# maximum y-coordinate",
+                                      "float 0",
+                                      "# minimum z-coordinate",
+                                      "float 1",
+                                      "# maximum z-coordinate",
+                                      "# "};
+  qvtest::RecordingOStream invalid, os;
+  nkbase::Prop prop;
+  s.serializeRaw(invalid, prop);
+  std::vector<std::string> expected = head;
+  expected.insert(expected.end(), {"bool false", "# is valid"});
+  EXPECT_EQ(invalid.lines, expected);
+
+  s.setValid(true);
+  s.setUp(4);
+  s.serializeRaw(os, prop);
+  expected = head;
+  expected.insert(expected.end(), {"bool true",
+                                   "# is valid",
+                                   "bool false",
+                                   "# is complete",
+                                   "int 3",
+                                   "# number of vertices",
+                                   "int 1",
+                                   "# number of triangles",
+                                   "# Vertex coordinates and normals",
+                                   "float 0",
+                                   "float 0.5",
+                                   "float 1",
+                                   "float 0",
+                                   "float 0",
+                                   "float 1",
+                                   "# ",
+                                   "float 2",
+                                   "float 0",
+                                   "float 0",
+                                   "float 0",
+                                   "float 1",
+                                   "float 0",
+                                   "# ",
+                                   "float 0",
+                                   "float 2",
+                                   "float 0",
+                                   "float 1",
+                                   "float 0",
+                                   "float 0",
+                                   "# ",
+                                   "# Triangles",
+                                   "int 0",
+                                   "int 1",
+                                   "int 2",
+                                   "# ",
+                                   "# Domain on up side",
+                                   "int 4",
+                                   "# ",
+                                   "# Domain on down side",
+                                   "int -1",
+                                   "# "});
+  EXPECT_EQ(os.lines, expected);
+  // Every field comes back to the last bit through the binary and the text stream.
+  s.setComplete(true);
+  s.setVertex(1, 1e-30f, -0.0f, 1e30f, 0.1f, 0.2f, 0.3f);
+  for (const Sheet3D& r : qvtest::streamCopies(s)) {
+    EXPECT_EQ(qvtest::binaryOf(r), qvtest::binaryOf(s));
+    EXPECT_TRUE(r.isValid() && r.isComplete());
+  }
+}
+
+TEST(Sheet3DSerialization, ReadsEachLayoutAndTreatsAnInvalidSheetByVersion) {
+  const std::vector<V> verts{{1, 2, 3, 0, 0, 1}, {4, 5, 6, 0, 1, 0}, {7, 8, 9, 1, 0, 0}};
+  const std::vector<Tri> tris{{0, 1, 2}};
+  Sheet3D expected = makeSheet(verts, tris, {1, 2, 3, 4, 5, 6}, true, true);
+  expected.setUp(4);
+  expected.setDown(5);
+
+  // Version 2 reads complete; version 1 has none and is complete; version 0 never is.
+  for (int version : {2, 1, 0}) {
+    Values head;
+    if (version == 0) {
+      head = concat({0, true}, kForgedBox);
+    } else {
+      head = concat({version}, kForgedBox);
+      head.push_back(true);
+      if (version == 2) head.push_back(false);
+    }
+    ForgedIStream is(concat(head, body(verts, tris)));
+    Sheet3D s;
+    s.deserializeRaw(is);
+    EXPECT_EQ(is.consumed(), is.size());
+    EXPECT_TRUE(s.isValid());
+    EXPECT_EQ(s.isComplete(), version == 1) << version;
+    Sheet3D same = expected;
+    same.setComplete(version == 1);
+    EXPECT_EQ(qvtest::binaryOf(s), qvtest::binaryOf(same)) << version;
+  }
+
+  // An invalid sheet in a version 1 or 2 stream replaces the box only; in version 0 nothing.
+  Sheet3D s = square();
+  s.setUp(9);
+  for (int version : {2, 1}) {
+    ForgedIStream is(concat(concat({version}, kForgedBox), {false}));
+    s.deserializeRaw(is);
+    EXPECT_EQ(is.consumed(), is.size());
+  }
+  EXPECT_TRUE(s.isValid() && s.isComplete());
+  EXPECT_EQ(s.getBoundingBox().getMaxZ(), 6.0f);
+  Sheet3D reference = square();
+  reference.setUp(9);
+  reference.setBoundingBox3D({1, 2, 3, 4, 5, 6});
+  EXPECT_EQ(qvtest::binaryOf(s), qvtest::binaryOf(reference));
+  ForgedIStream v0({0, false, 99});
+  s.deserializeRaw(v0);
+  EXPECT_EQ(v0.consumed(), 2u);
+  EXPECT_EQ(qvtest::binaryOf(s), qvtest::binaryOf(reference));
+}
+
+TEST(Sheet3DSerialization, RefusesUnknownVersionsBadCountsAndTruncation) {
+  for (int version : {3, -1}) {
+    ForgedIStream s({version, true});
+    Sheet3D c;
+    const std::string site = qvtest::raiseSite([&] { c.deserializeRaw(s); });
+    EXPECT_EQ(site.substr(0, 20), "datacarrier/sheet3d:");
+    EXPECT_EQ(site.substr(site.find(' ') + 1), "Incompatible_native_file_version");
+    EXPECT_EQ(s.consumed(), 1u);
+  }
+  Sheet3D s;
+  ForgedIStream negative(concat(concat({2}, kForgedBox), {true, true, -1, 0}));
+  EXPECT_THROW(s.deserializeRaw(negative), std::length_error);
+  // Streams that cannot tell their length announce two billion vertices or triangles.
+  ForgedIStream manyVertices(concat(concat({2}, kForgedBox), {true, true, INT_MAX, 1, 1.0f}));
+  EXPECT_EQ(qvtest::codeOf([&] { s.deserializeRaw(manyVertices); }), "End_of_file_reached");
+  ForgedIStream manyTriangles(concat(concat({1}, kForgedBox), {true, 0, INT_MAX, 1, 2, 3}));
+  EXPECT_EQ(qvtest::codeOf([&] { s.deserializeRaw(manyTriangles); }), "End_of_file_reached");
+
+  s = square();
+  qvtest::expectEveryTruncationRaisesEndOfFile(s);
+  // A binary stream vouches for its length: a corrupt count raises before anything is sized.
+  const std::size_t tail = 2 * 3 * 4 + 4 * 6 * 4 + 4 + 4;  // triangles, vertices, up, down
+  for (std::size_t countEnd : {tail + 4 + 1, tail + 1}) {  // vertex count, triangle count
+    std::vector<char> bytes = qvtest::binaryOf(s);
+    bytes[bytes.size() - countEnd] = 0x7f;
+    BinaryISerialStream is(bytes);
+    Sheet3D r;
+    EXPECT_EQ(qvtest::codeOf([&] { r.deserialize(is); }), "End_of_file_reached") << countEnd;
+  }
+}
+
+// ---- corrupt triangles ----
+
+TEST(Sheet3DCorruptIndices, TrianglesOutsideTheVerticesAreSkippedEverywhere) {
+  // The second triangle reads vertex 7 of 4 and vertex -1: every query passes over it.
+  const Sheet3D s = makeSheet(kSquare, {{0, 1, 2}, {0, 7, -1}, {0, 2, 3}}, kWide);
+  EXPECT_EQ(s.getArea(), 1.0);
+  std::vector<double> closest(3);
+  double d2 = nkGetInf();
+  EXPECT_TRUE(s.findClosestPoint({0.25, 0.5, 2}, closest, d2, -1.0));
+  EXPECT_EQ(closest, (std::vector<double>{0.25, 0.5, 0}));
+  EXPECT_TRUE(s.intersectsBall({0.5, 0.5, 0.5}, 0.5));
+  EXPECT_FALSE(s.intersectsBox({2, 3, 2, 3, -1, 1}));
+  EXPECT_FALSE(s.intersectsCylinder({5, 5, -1}, {0, 0, 1}, 0.5, 2, 0));
+  std::vector<std::pair<double, int>> hits;
+  std::vector<double> normals;
+  s.findLineIntersections({0.5, 0.5, 1}, {0.5, 0.5, -1}, hits, normals);
+  EXPECT_EQ(hits.size(), 2u);
+  PostDataObject out;
+  s.findPlaneIntersections(Array<double, 1>{0.5, 0, 0}, Array<double, 1>{1, 0, 0}, out);
+  EXPECT_EQ(out.getElementIndices(0, 0).size(), 2u);
+  // Copies and streams carry the triangle as it is.
+  Sheet3D copy;
+  s.duplicate(copy);
+  EXPECT_EQ(copy.getTriangleArray()[4], 7);
+  EXPECT_EQ(qvtest::streamCopies(s)[0].getTriangleArray()[5], -1);
+}
+
+// ---- closest point and ball ----
+
+TEST(Sheet3DClosestPoint, FootOrEdgesInOrderWithStopDistance) {
+  const Sheet3D s = square();
+  std::vector<double> closest(3, 7.0);
+  double d2 = nkGetInf();
+  // Triangle 0 offers its edges (0.25, 0, 0) and (0.375, 0.375, 0); triangle 1 its foot.
+  EXPECT_TRUE(s.findClosestPoint({0.25, 0.5, 2}, closest, d2, -1.0));
+  EXPECT_EQ(closest, (std::vector<double>{0.25, 0.5, 0}));
+  EXPECT_EQ(d2, 4.0);
+  // The first improvement within the stop distance ends the search.
+  d2 = nkGetInf();
+  EXPECT_TRUE(s.findClosestPoint({0.25, 0.5, 2}, closest, d2, 4.1));
+  EXPECT_EQ(closest, (std::vector<double>{0.375, 0.375, 0}));
+  EXPECT_EQ(d2, 4.03125);
+  // Nothing strictly nearer than the incoming distance: false, closest untouched.
+  closest = {7, 7, 7};
+  d2 = 4.0;
+  EXPECT_FALSE(s.findClosestPoint({0.25, 0.5, 2}, closest, d2, -1.0));
+  EXPECT_EQ(closest, (std::vector<double>{7, 7, 7}));
+  EXPECT_EQ(d2, 4.0);
+  // A point beyond a corner meets it through the clamped edges.
+  d2 = nkGetInf();
+  EXPECT_TRUE(s.findClosestPoint({2, 3, 0}, closest, d2, -1.0));
+  EXPECT_EQ(closest, (std::vector<double>{1, 1, 0}));
+  EXPECT_EQ(d2, 5.0);
+  // Invalid, without triangles, or degenerate (NaN candidates): nothing is found.
+  d2 = nkGetInf();
+  EXPECT_FALSE(makeSheet(kSquare, kSquareTris, kSquareBox, false)
+                   .findClosestPoint({0, 0, 0}, closest, d2, -1.0));
+  EXPECT_FALSE(makeSheet(kSquare, {}, kSquareBox).findClosestPoint({0, 0, 0}, closest, d2, -1.0));
+  EXPECT_FALSE(
+      makeSheet({{1, 1, 1}}, {{0, 0, 0}}, kWide).findClosestPoint({0, 0, 0}, closest, d2, -1.0));
+  EXPECT_TRUE(nkIsInf(d2));
+}
+
+TEST(Sheet3DBall, InsideCountsVerticesIntersectsCountsTouching) {
+  const Sheet3D s = square();
+  EXPECT_TRUE(s.insideBall({0.5, 0.5, 0}, std::sqrt(0.5)));
+  EXPECT_FALSE(s.insideBall({0.5, 0.5, 0}, 0.7));
+  EXPECT_TRUE(s.intersectsBall({0.5, -1, 0}, 1.0));  // touches the edge y = 0
+  EXPECT_TRUE(s.intersectsBall({1.5, 1.5, 0}, 0.71));
+  EXPECT_FALSE(s.intersectsBall({1.5, 1.5, 0}, 0.7));   // the box meets, the corner does not
+  EXPECT_TRUE(s.intersectsBall({0.3, 0.6, 0.1}, 0.2));  // over the inside of a triangle
+  // Invalid: false even for an enormous ball. Without vertices: inside what its box meets.
+  const Sheet3D invalid = makeSheet(kSquare, kSquareTris, kSquareBox, false);
+  EXPECT_FALSE(invalid.insideBall({0, 0, 0}, 1e6));
+  EXPECT_FALSE(invalid.intersectsBall({0, 0, 0}, 1e6));
+  const Sheet3D empty = makeSheet({}, {}, kSquareBox);
+  EXPECT_TRUE(empty.insideBall({0.5, 0.5, 0}, 0.1));
+  EXPECT_FALSE(empty.insideBall({5, 5, 0}, 0.1));
+  EXPECT_FALSE(empty.intersectsBall({0.5, 0.5, 0}, 0.1));
+  // A stored box away from the vertices rejects a ball that holds them all.
+  EXPECT_FALSE(
+      makeSheet(kSquare, kSquareTris, {10, 11, 10, 11, 0, 0}).insideBall({0.5, 0.5, 0}, 1));
+}
+
+// ---- box ----
+
+TEST(Sheet3DBox, InsideIsInclusiveAndIntersectsFindsAnyTriangle) {
+  const Sheet3D s = square();
+  EXPECT_TRUE(s.insideBox({0, 1, 0, 1, 0, 0}));
+  EXPECT_FALSE(s.insideBox({0, 1, 0, 1, 0.001, 1}));
+  EXPECT_FALSE(s.insideBox({0, 0.999, 0, 1, 0, 0}));
+  EXPECT_TRUE(s.intersectsBox({0.1, 0.2, 0.6, 0.9, -1, 1}));  // only the second triangle
+  EXPECT_TRUE(s.intersectsBox({1, 2, 1, 2, 0, 1}));           // the corner (1, 1, 0)
+  EXPECT_FALSE(s.intersectsBox({0.1, 0.2, 0.6, 0.9, 0.001, 1}));
+  EXPECT_FALSE(makeSheet(kSquare, kSquareTris, kSquareBox, false).insideBox({-9, 9, -9, 9, -9, 9}));
+  EXPECT_FALSE(makeSheet(kSquare, {}, kSquareBox).intersectsBox({0, 1, 0, 1, 0, 1}));
+  EXPECT_TRUE(makeSheet({}, {}, kSquareBox).insideBox({0.5, 2, 0.5, 2, 0, 0}));
+}
+
+TEST(Sheet3DBox, TriangleTestUsesAllThirteenAxesStrictly) {
+  const Sheet3D s;
+  const std::vector<double> unit{0, 1, 0, 1, 0, 1};
+  // Touching in a single corner overlaps; just past it on x does not.
+  EXPECT_TRUE(s.boxTriangleIntersect(unit, {1, 1, 1}, {3, 2, 2}, {2, 3, 2}));
+  EXPECT_FALSE(s.boxTriangleIntersect(unit, {1.001f, 1, 1}, {3, 2, 2}, {2, 3, 2}));
+  // The plane x + y + z = 3.5 passes the corner (1, 1, 1); only the triangle's normal
+  // separates. At x + y + z = 3 it touches the corner.
+  EXPECT_FALSE(s.boxTriangleIntersect(unit, {3.5f, 0, 0}, {0, 3.5f, 0}, {0, 0, 3.5f}));
+  EXPECT_TRUE(s.boxTriangleIntersect(unit, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}));
+  // In the plane z = 0.5 through the box, beside its edge x = y = 1: only the cross product of
+  // the edge (1.5, 0.8) - (0.8, 1.5) with z separates, in any vertex order.
+  const V a{1.5f, 0.8f, 0.5f}, b{0.8f, 1.5f, 0.5f}, c{3, 3, 0.5f};
+  EXPECT_FALSE(s.boxTriangleIntersect(unit, a, b, c));
+  EXPECT_FALSE(s.boxTriangleIntersect(unit, b, c, a));
+  EXPECT_FALSE(s.boxTriangleIntersect(unit, c, a, b));
+  EXPECT_TRUE(s.boxTriangleIntersect(unit, {1.5f, 0.5f, 0.5f}, {0.5f, 1.5f, 0.5f}, c));
+  // Wholly inside, and a large triangle around the box.
+  EXPECT_TRUE(
+      s.boxTriangleIntersect(unit, {0.2f, 0.2f, 0.2f}, {0.3f, 0.2f, 0.2f}, {0.2f, 0.3f, 0.2f}));
+  EXPECT_TRUE(s.boxTriangleIntersect(unit, {-10, -10, 0.5f}, {10, -10, 0.5f}, {0, 10, 0.5f}));
+}
+
+// ---- cylinder ----
+
+TEST(Sheet3DCylinder, InsideTestsEveryVertexInTheClosedCylinder) {
+  const std::vector<double> p{0.5, 0.5, -1}, axis{0, 0, 3};
+  EXPECT_TRUE(Sheet3D::vertexInsideCylinder(p, axis, 1.0, 1.0, 0.0, {0.5f, 0.5f, 0}));
+  EXPECT_TRUE(Sheet3D::vertexInsideCylinder(p, axis, 1.0, 1.0, 0.0, {1.5f, 0.5f, 0}));
+  EXPECT_FALSE(Sheet3D::vertexInsideCylinder(p, axis, 1.0, 0.999, 0.0, {0.5f, 0.5f, 0}));
+  EXPECT_FALSE(Sheet3D::vertexInsideCylinder(p, axis, 1.0, 2.0, 1.001, {0.5f, 0.5f, 0}));
+  const Sheet3D s = square();
+  EXPECT_TRUE(s.insideCylinder(p, axis, std::sqrt(0.5), 1.0, 1.0));  // corners on the mantle
+  EXPECT_FALSE(s.insideCylinder(p, axis, 0.7, 1.0, 1.0));
+  EXPECT_FALSE(
+      makeSheet(kSquare, kSquareTris, kSquareBox, false).insideCylinder(p, axis, 9, 9, -9));
+  EXPECT_TRUE(makeSheet({}, {}, kSquareBox).insideCylinder(p, axis, 0.1, 1.0, 1.0));
+  EXPECT_FALSE(makeSheet({}, {}, kSquareBox).intersectsCylinder(p, axis, 0.1, 1.0, 1.0));
+}
+
+TEST(Sheet3DCylinder, TrianglesAreClippedToTheSlabThenMeasuredOrPierced) {
+  const std::vector<double> origin{0, 0, 0};
+  const DVec3 u(0, 1, 0), v(-1, 0, 0), w(0, 0, 1);  // the frame the member test builds for z
+  auto meets = [&](V a, V b, V c, double r, double hMax, double hMin) {
+    return Sheet3D::cylinderTriangleIntersect(origin, u, v, w, r, hMax, hMin, a, b, c);
+  };
+  // A large triangle around the axis: no edge within the radius, the axis pierces it.
+  const V a{-10, -10, 0.5f}, b{10, -10, 0.5f}, c{0, 10, 0.5f};
+  EXPECT_TRUE(meets(a, b, c, 0.1, 1.0, 0.0));
+  EXPECT_FALSE(meets({10, -10, 0.5f}, {30, -10, 0.5f}, {20, 10, 0.5f}, 0.1, 1.0, 0.0));
+  EXPECT_FALSE(meets(a, b, c, 0.1, 0.4, 0.0));  // wholly above the top
+  EXPECT_FALSE(meets(a, b, c, 0.1, 2.0, 0.6));  // wholly below the bottom
+  EXPECT_TRUE(meets(a, b, c, 0.1, 0.5, 0.5));   // in both end planes
+  // Upright through the slab 0 <= z <= 1: within the slab it keeps x >= 4/3 from the axis,
+  // outside it comes within 0.5.
+  const V up0{0.5f, 0, 3}, up1{3, 0, 3}, up2{3, 0, -3};
+  EXPECT_FALSE(meets(up0, up1, up2, 1.3, 1.0, 0.0));
+  EXPECT_TRUE(meets(up0, up1, up2, 1.34, 1.0, 0.0));
+  // Lying in the top plane, the whole triangle counts.
+  EXPECT_TRUE(meets({-10, 0.5f, 1}, {10, 0.5f, 1}, {10, 5, 1}, 0.5, 1.0, -10.0));
+  // Two edges cross the top plane flatter than 1e-7 of their length and give no crossing point:
+  // only the vertex below the plane is left, 10 from the axis. Steeper, the crossing on the
+  // first edge passes 0.5 from the axis.
+  EXPECT_FALSE(
+      meets({-10, 0.5f, 0.999999f}, {10, 0.5f, 1.000001f}, {10, 20, 1.000001f}, 5.0, 1.0, -10.0));
+  EXPECT_TRUE(meets({-10, 0.5f, 0.9f}, {10, 0.5f, 1.1f}, {10, 20, 1.1f}, 0.51, 1.0, -10.0));
+  // The member test: frame from the axis, bounding cube first, triangles in order.
+  const Sheet3D s = square();
+  EXPECT_TRUE(s.intersectsCylinder({0.75, 0.5, -1}, {0, 0, 7}, 0.01, 2.0, 0.0));
+  EXPECT_TRUE(s.intersectsCylinder({0.5, 1.5, 0}, {1, 0, 0}, 0.5, 2.0, -2.0));  // touches y = 1
+  EXPECT_FALSE(s.intersectsCylinder({0.5, 1.5, 0}, {1, 0, 0}, 0.49, 2.0, -2.0));
+  EXPECT_FALSE(s.intersectsCylinder({0.75, 0.5, -1}, {0, 0, 1}, 0.01, 0.5, 0.0));
+  EXPECT_FALSE(makeSheet(kSquare, kSquareTris, kSquareBox, false)
+                   .intersectsCylinder({0.5, 0.5, -1}, {0, 0, 1}, 9, 9, -9));
+}
+
+// ---- line and plane ----
+
+TEST(Sheet3DLine, HitsCarryTheirPositionAndTheInterpolatedNormal) {
+  // Vertex 2 leans its normal towards y.
+  std::vector<V> verts = kSquare;
+  verts[2] = {1, 1, 0, 0, 1, 0};
+  const Sheet3D s = makeSheet(verts, kSquareTris, kSquareBox);
+  std::vector<std::pair<double, int>> hits{{9.0, 0}};  // appended to, never cleared
+  std::vector<double> normals{1, 2, 3};
+  // At (0.75, 0.25): s = 0.5, u = 0.25 in the first triangle; normal (0, 0.25, 0.75) normalised.
+  s.findLineIntersections({0.75, 0.25, 2}, {0.75, 0.25, -2}, hits, normals);
+  ASSERT_EQ(hits.size(), 2u);
+  EXPECT_EQ(hits[1], (std::pair<double, int>(0.5, 1)));
+  ASSERT_EQ(normals.size(), 6u);
+  EXPECT_EQ(normals[3], 0.0);
+  EXPECT_DOUBLE_EQ(normals[4], 1 / std::sqrt(10.0));
+  EXPECT_DOUBLE_EQ(normals[5], 3 / std::sqrt(10.0));
+  // The line is unbounded: a hit behind p0 has t < 0.
+  hits.clear();
+  normals.clear();
+  s.findLineIntersections({0.2, 0.7, -1}, {0.2, 0.7, -3}, hits, normals);
+  ASSERT_EQ(hits.size(), 1u);
+  EXPECT_EQ(hits[0].first, -0.5);
+  // Through the shared diagonal: two hits with equal t, in triangle order.
+  hits.clear();
+  square().findLineIntersections({0.5, 0.5, 1}, {0.5, 0.5, -1}, hits, normals);
+  ASSERT_EQ(hits.size(), 2u);
+  EXPECT_EQ(hits[0], (std::pair<double, int>(0.5, 0)));
+  EXPECT_EQ(hits[1], (std::pair<double, int>(0.5, 1)));
+}
+
+TEST(Sheet3DLine, ToleranceBandAndMisses) {
+  const Sheet3D s = square();
+  auto count = [&](const Sheet3D& sheet, std::vector<double> p0, std::vector<double> p1) {
+    std::vector<std::pair<double, int>> hits;
+    std::vector<double> normals;
+    sheet.findLineIntersections(p0, p1, hits, normals);
+    EXPECT_EQ(normals.size(), 3 * hits.size());
+    return hits.size();
+  };
+  EXPECT_EQ(count(s, {1.000005, 0.5, 1}, {1.000005, 0.5, -1}), 1u);  // inside the 1e-5 band
+  EXPECT_EQ(count(s, {1.00002, 0.5, 1}, {1.00002, 0.5, -1}), 0u);
+  EXPECT_EQ(count(s, {-0.000005, 0.5, 1}, {-0.000005, 0.5, -1}), 1u);
+  EXPECT_EQ(count(s, {0.5, 0.5, 1}, {0.5, 0.5, 1}), 0u);  // p0 = p1
+  EXPECT_EQ(count(s, {-1, 0.5, 0}, {2, 0.5, 0}), 0u);     // in the plane: parallel
+  EXPECT_EQ(
+      count(makeSheet(kSquare, kSquareTris, kSquareBox, false), {0.5, 0.5, 1}, {0.5, 0.5, -1}), 0u);
+}
+
+TEST(Sheet3DPlane, CutsByVertexSignsWithoutSharingPoints) {
+  const Sheet3D tri = makeSheet({{0, 0, 0}, {2, 0, 0}, {0, 2, 0}}, {{0, 1, 2}}, kWide);
+  PostDataObject out;
+  const Array<double, 1> origin{0, 0, 0};
+  // x = 1: one vertex alone on the positive side; the crossings of (0, 1) then (1, 2).
+  tri.findPlaneIntersections(Array<double, 1>{1, 0, 0}, Array<double, 1>{1, 0, 0}, out);
+  // x - y = 0: from vertex 0 on the plane to the crossing of the opposite edge.
+  tri.findPlaneIntersections(origin, Array<double, 1>{1, -1, 0}, out);
+  // The triangle's own plane, a plane touching one vertex, a plane missing it: nothing.
+  tri.findPlaneIntersections(origin, Array<double, 1>{0, 0, 1}, out);
+  tri.findPlaneIntersections(Array<double, 1>{2, 0, 0}, Array<double, 1>{1, 0, 0}, out);
+  tri.findPlaneIntersections(Array<double, 1>{0, 0, 1}, Array<double, 1>{0, 0, 1}, out);
+  // No triangles still adds a block; so does an invalid sheet, whose triangles are cut.
+  makeSheet({}, {}, kWide).findPlaneIntersections(origin, Array<double, 1>{1, 0, 0}, out);
+  makeSheet({{0, 0, 0}, {2, 0, 0}, {0, 2, 0}}, {{0, 1, 2}}, kWide, false)
+      .findPlaneIntersections(Array<double, 1>{1, 0, 0}, Array<double, 1>{1, 0, 0}, out);
+  // Two triangles cut: four points, none shared.
+  square().findPlaneIntersections(Array<double, 1>{0.5, 0, 0}, Array<double, 1>{1, 0, 0}, out);
+  ASSERT_EQ(out.getGroups(), 8);
+  using D = std::vector<double>;
+  EXPECT_EQ(out.getVertices(0, PostDataObject::DIR_X), (D{1, 1}));
+  EXPECT_EQ(out.getVertices(0, PostDataObject::DIR_Y), (D{0, 1}));
+  EXPECT_EQ(out.getVertices(0, PostDataObject::DIR_Z), (D{0, 0}));
+  EXPECT_EQ(out.getElementIndices(0, 0), (std::vector<int>{0}));
+  EXPECT_EQ(out.getElementIndices(0, 1), (std::vector<int>{1}));
+  EXPECT_EQ(out.getVertices(1, PostDataObject::DIR_X), (D{0, 1}));
+  EXPECT_EQ(out.getVertices(1, PostDataObject::DIR_Y), (D{0, 1}));
+  for (int g = 2; g < 6; ++g) {
+    EXPECT_EQ(out.getVertices(g).size(), 3u) << g;
+    EXPECT_TRUE(out.getVertices(g, PostDataObject::DIR_X).empty()) << g;
+    EXPECT_EQ(out.getElementIndices(g).size(), 2u) << g;
+    EXPECT_TRUE(out.getElementIndices(g, 0).empty()) << g;
+    EXPECT_TRUE(out.getData(g).empty()) << g;
+  }
+  EXPECT_EQ(out.getVertices(6, PostDataObject::DIR_X), (D{1, 1}));
+  EXPECT_EQ(out.getVertices(7, PostDataObject::DIR_X), (D{0.5, 0.5, 0.5, 0.5}));
+  EXPECT_EQ(out.getVertices(7, PostDataObject::DIR_Y), (D{0, 0.5, 0.5, 1}));
+  EXPECT_EQ(out.getElementIndices(7, 0), (std::vector<int>{0, 2}));
+  EXPECT_EQ(out.getElementIndices(7, 1), (std::vector<int>{1, 3}));
+}
+
+TEST(Sheet3DPlane, ToleranceFollowsTheSheetExtentNotTheNormal) {
+  // Extent 10: tol = 1e-6, so vertex 0 at z = 5e-7 lies on z = 0 and the cut starts there.
+  const Sheet3D s = makeSheet({{0, 0, 5e-7f}, {10, 0, 1}, {10, 0, -1}}, {{0, 1, 2}}, kWide);
+  PostDataObject out;
+  const Array<double, 1> origin{0, 0, 0};
+  s.findPlaneIntersections(origin, Array<double, 1>{0, 0, 1}, out);
+  // A normal 1000 times longer moves vertex 0 off the plane: the crossings of (0, 2), (1, 2).
+  s.findPlaneIntersections(origin, Array<double, 1>{0, 0, 1000}, out);
+  EXPECT_EQ(out.getVertices(0, PostDataObject::DIR_Z), (std::vector<double>{double(5e-7f), 0}));
+  EXPECT_EQ(out.getVertices(0, PostDataObject::DIR_X)[0], 0.0);
+  ASSERT_EQ(out.getVertices(1, PostDataObject::DIR_X).size(), 2u);
+  EXPECT_GT(out.getVertices(1, PostDataObject::DIR_X)[0], 0.0);
+  EXPECT_EQ(out.getVertices(1, PostDataObject::DIR_X)[1], 10.0);
+  // A vertex exactly at the tolerance still lies on the plane (only s > tol is positive).
+  s.findPlaneIntersections(Array<double, 1>{0, 0, double(5e-7f) - 1e-7 * 10.0},
+                           Array<double, 1>{0, 0, 1}, out);
+  EXPECT_EQ(out.getVertices(2, PostDataObject::DIR_X)[0], 0.0);
+}
+
+// The cylinder test's quick rejection of projected polygons that lie wholly beyond the radius
+// must never change an answer: compared with the same test without it (a NaN margin disables
+// it) on triangles placed around the circle, at every scale, with edges nearly tangent.
+TEST(Sheet3DCylinder, QuickRejectionNeverChangesTheAnswer) {
+  std::mt19937 rng(12345);
+  std::uniform_real_distribution<double> unit(-1.0, 1.0);
+  int agreed = 0, hits = 0;
+  for (int i = 0; i < 200000; ++i) {
+    const double scale = std::ldexp(1.0, static_cast<int>(rng() % 60) - 30);
+    const double r = scale * (0.5 + 0.5 * std::fabs(unit(rng)));
+    // Points near the circle, some a few units of rounding from it, in a narrow arc around one
+    // of the axes (where the rejection bites) or anywhere.
+    const double centre = (rng() % 4) * 1.5707963267948966;
+    const double spread = (i % 2) ? 3.2 : std::ldexp(1.0, -int(rng() % 30));
+    auto near = [&] {
+      const double a = centre + unit(rng) * spread;
+      const double d = r * (1.0 + std::ldexp(unit(rng), -int(rng() % 40)));
+      return V{float(d * std::cos(a)), float(d * std::sin(a)), float(unit(rng) * scale)};
+    };
+    const V a = near(), b = near(), c = near();
+    const double p[3] = {0, 0, 0}, u[3] = {1, 0, 0}, v[3] = {0, 1, 0}, w[3] = {0, 0, 1};
+    nkdatacarrier::trianglemath::CylinderQuery quick(p, u, v, w, r, scale, -scale);
+    nkdatacarrier::trianglemath::CylinderQuery full = quick;
+    full.clear = nkGetNaN();
+    const bool expected = nkdatacarrier::trianglemath::cylinderMeetsTriangle(full, a, b, c);
+    agreed += expected == nkdatacarrier::trianglemath::cylinderMeetsTriangle(quick, a, b, c);
+    hits += expected;
+  }
+  EXPECT_EQ(agreed, 200000);
+  EXPECT_GT(hits, 1000);  // both answers occur often
+  EXPECT_LT(hits, 199000);
+}
