@@ -9,6 +9,7 @@ set(QV_FUZZ_CLASSES
   ClosedPath2D
   Curve1D
   Curve2D
+  Curve3D
   Face2D
   Impression
   PostDataObject
@@ -16,6 +17,7 @@ set(QV_FUZZ_CLASSES
   RenderDraw2D
   RenderDrawEdit2D
   RenderDrawProj2D
+  Sheet3D
 )
 
 # fuzzclasses.h in the build tree: the headers of those classes and QV_FOR_EACH_FUZZ_CLASS(X),

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -28,6 +29,7 @@
 #include "datacarrier/closedpath2d.h"
 #include "datacarrier/curve1d.h"
 #include "datacarrier/curve2d.h"
+#include "datacarrier/curve3d.h"
 #include "datacarrier/face2d.h"
 #include "datacarrier/impression.h"
 #include "datacarrier/postdataobject.h"
@@ -36,6 +38,7 @@
 #include "datacarrier/renderdrawgeom1d.h"
 #include "datacarrier/renderdrawgeom2d.h"
 #include "datacarrier/renderdrawproj2d.h"
+#include "datacarrier/sheet3d.h"
 #include "qvutil/array.h"
 #include "qvutil/binarystream.h"
 #include "qvutil/exception.h"
@@ -216,6 +219,51 @@ inline void exercise(const nkdatacarrier::Face2D& f) {
   f.intersectsBall(s.centre, 0.5 * s.radius);
   f.insideBox(s.box);
   f.intersectsBox(s.box);
+}
+
+inline void exercise(const nkdatacarrier::Curve3D& c) {
+  const auto& b = c.getBoundingBox();
+  const Shapes s({b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY(), b.getMinZ(), b.getMaxZ()}, 3);
+  c.getLength();
+  c.insideBall(s.centre, s.radius);
+  c.intersectsBall(s.centre, 0.5 * s.radius);
+  c.insideBox(s.box);
+  c.intersectsBox(s.box);
+  c.insideCylinder(s.centre, {0.0, 0.0, 1.0}, s.radius, s.radius, -s.radius);
+  c.intersectsCylinder(s.centre, {1.0, 1.0, 0.0}, 0.5 * s.radius, s.radius, -s.radius);
+  nkdatacarrier::PostDataObject cut;
+  runGuarded("Curve3D::findPlaneIntersections", [&] {
+    c.findPlaneIntersections(Array<double, 1>{s.centre[0], s.centre[1], s.centre[2]},
+                             Array<double, 1>{0.3, 0.4, 0.5}, cut);
+  });
+}
+
+inline void exercise(const nkdatacarrier::Sheet3D& sheet) {
+  const auto& b = sheet.getBoundingBox();
+  const Shapes s({b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY(), b.getMinZ(), b.getMaxZ()}, 3);
+  sheet.getArea();
+  std::vector<double> closest(3);
+  double dist2 = std::numeric_limits<double>::infinity();
+  sheet.findClosestPoint(s.centre, closest, dist2, -1.0);
+  sheet.insideBall(s.centre, s.radius);
+  sheet.intersectsBall(s.centre, 0.5 * s.radius);
+  sheet.insideBox(s.box);
+  sheet.intersectsBox(s.box);
+  sheet.insideCylinder(s.centre, {0.0, 0.0, 1.0}, s.radius, s.radius, -s.radius);
+  sheet.intersectsCylinder(s.centre, {1.0, 1.0, 0.0}, 0.5 * s.radius, s.radius, -s.radius);
+  std::vector<std::pair<double, int>> hits;
+  std::vector<double> normals;
+  std::vector<double> from = s.centre, to = s.centre;
+  from[2] -= s.radius;
+  to[2] += s.radius;
+  sheet.findLineIntersections(from, to, hits, normals);
+  nkdatacarrier::PostDataObject cut;
+  runGuarded("Sheet3D::findPlaneIntersections", [&] {
+    sheet.findPlaneIntersections(Array<double, 1>{s.centre[0], s.centre[1], s.centre[2]},
+                                 Array<double, 1>{0.3, 0.4, 0.5}, cut);
+  });
+  nkdatacarrier::Sheet3D copy;
+  sheet.duplicate(copy);
 }
 
 inline void exercise(const nkdatacarrier::ClosedPath2D& p) {

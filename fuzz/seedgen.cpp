@@ -72,7 +72,8 @@ void savePieces(const RenderDraw1D& d) {
 }
 
 // Objects the demo does not show: a 3D box, an invalid curve, a closed path, a lone triangle,
-// a 1D polyline and a relation with orientations and a source without adjacents.
+// a 1D polyline, a 3D zigzag, a folded sheet and a relation with orientations and a source
+// without adjacents.
 void saveOddOnes() {
   BoundingBox3D box(-1.0f, 1.0f, -2.0f, 2.0f, 0.0f, 0.5f);
   save(box, "box");
@@ -112,6 +113,26 @@ void saveOddOnes() {
   c1.setBoundingBox1D(BoundingBox1D(0.0f, 2.0f));
   c1.setValid(true);
   save(c1, "polyline");
+  Curve3D helix;
+  for (int i = 0; i < 4; ++i)
+    helix.appendVertex(float(i % 2), float(i / 2), 0.25f * float(i));
+  helix.setBoundingBox3D(BoundingBox3D(0.0f, 1.0f, 0.0f, 1.0f, 0.0f, 0.75f));
+  helix.setValid(true);
+  save(helix, "zigzag");
+  Sheet3D roof;  // two triangles folded along the diagonal, normals up
+  roof.allocate(4, 2);
+  roof.setVertex(0, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 1.0f);
+  roof.setVertex(1, 1.0f, 0.0f, 0.0f, 0.0f, 0.0f, 1.0f);
+  roof.setVertex(2, 1.0f, 1.0f, 0.5f, 0.0f, 0.0f, 1.0f);
+  roof.setVertex(3, 0.0f, 1.0f, 0.0f, 0.0f, 0.0f, 1.0f);
+  roof.setTriangle(0, 0, 1, 2);
+  roof.setTriangle(1, 0, 2, 3);
+  roof.setBoundingBox3D(BoundingBox3D(0.0f, 1.0f, 0.0f, 1.0f, 0.0f, 0.5f));
+  roof.setValid(true);
+  roof.setComplete(true);
+  roof.setUp(1);
+  roof.setDown(0);
+  save(roof, "roof");
   Adjacent adj;
   adj.allocate(3, 4);
   adj.setAdjacent(0, {{1, 1}, {2, -1}});
