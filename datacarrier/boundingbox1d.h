@@ -4,6 +4,7 @@
 #pragma once
 
 #include <type_traits>
+#include <vector>
 
 #include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
@@ -30,6 +31,13 @@ class QVDATACARRIER_EXPORT BoundingBox1D : public nkbase::Serializable {
 
   float getMinX() const { return v_[0]; }
   float getMaxX() const { return v_[1]; }
+
+  // The bounds as stored, in the order min x, max x.
+  std::vector<float> bounds() const { return std::vector<float>(v_, v_ + 2); }
+  // The box of a query box given in that order, each bound rounded to the nearest float.
+  static BoundingBox1D fromBounds(const std::vector<double>& box) {
+    return BoundingBox1D(box[0], box[1]);
+  }
 
   // Closed-interval overlap, axis by axis: boxes that only touch intersect.
   bool intersects(const BoundingBox1D& other) const;

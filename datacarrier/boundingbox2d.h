@@ -5,6 +5,7 @@
 #pragma once
 
 #include <type_traits>
+#include <vector>
 
 #include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
@@ -33,6 +34,18 @@ class QVDATACARRIER_EXPORT BoundingBox2D : public nkbase::Serializable {
   float getMaxX() const { return v_[1]; }
   float getMinY() const { return v_[2]; }
   float getMaxY() const { return v_[3]; }
+
+  // The bounds as stored, in the order min x, max x, min y, max y.
+  std::vector<float> bounds() const { return std::vector<float>(v_, v_ + 4); }
+  // The box of a query box given in that order, each bound rounded to the nearest float.
+  static BoundingBox2D fromBounds(const std::vector<double>& box) {
+    return BoundingBox2D(box[0], box[1], box[2], box[3]);
+  }
+  // The square around the ball of centre `center` and radius r: [c - r, c + r] on every axis,
+  // formed in double and rounded like fromBounds.
+  static BoundingBox2D aroundBall(const std::vector<double>& center, double r) {
+    return BoundingBox2D(center[0] - r, center[0] + r, center[1] - r, center[1] + r);
+  }
 
   // Closed-interval overlap, axis by axis: boxes that only touch intersect.
   bool intersects(const BoundingBox2D& other) const;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <type_traits>
+#include <vector>
 
 #include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
@@ -35,6 +36,19 @@ class QVDATACARRIER_EXPORT BoundingBox3D : public nkbase::Serializable {
   float getMaxY() const { return v_[3]; }
   float getMinZ() const { return v_[4]; }
   float getMaxZ() const { return v_[5]; }
+
+  // The bounds as stored, in the order min x, max x, min y, max y, min z, max z.
+  std::vector<float> bounds() const { return std::vector<float>(v_, v_ + 6); }
+  // The box of a query box given in that order, each bound rounded to the nearest float.
+  static BoundingBox3D fromBounds(const std::vector<double>& box) {
+    return BoundingBox3D(box[0], box[1], box[2], box[3], box[4], box[5]);
+  }
+  // The cube around the ball of centre `center` and radius r: [c - r, c + r] on every axis,
+  // formed in double and rounded like fromBounds.
+  static BoundingBox3D aroundBall(const std::vector<double>& center, double r) {
+    return BoundingBox3D(center[0] - r, center[0] + r, center[1] - r, center[1] + r, center[2] - r,
+                         center[2] + r);
+  }
 
   // Closed-interval overlap, axis by axis: boxes that only touch intersect.
   bool intersects(const BoundingBox3D& other) const;

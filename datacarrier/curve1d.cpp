@@ -27,7 +27,7 @@ double Curve1D::getLength() const {
 bool Curve1D::intersectsBox(const std::vector<double>& box) const {
   assert(box.size() >= 2);
   if (!valid_) return false;
-  if (!box_.intersects(BoundingBox1D(box[0], box[1]))) return false;
+  if (!box_.intersects(BoundingBox1D::fromBounds(box))) return false;
   for (std::size_t i = 0; i + 1 < vertices_.size(); ++i) {
     const double a = double(vertices_[i].x);
     const double b = double(vertices_[i + 1].x);

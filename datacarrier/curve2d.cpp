@@ -34,9 +34,7 @@ double Curve2D::getLength() const {
 }
 
 bool Curve2D::boxMeetsBall(const std::vector<double>& center, double radius) const {
-  const double cx = center[0];
-  const double cy = center[1];
-  return box_.intersects(BoundingBox2D(cx - radius, cx + radius, cy - radius, cy + radius));
+  return box_.intersects(BoundingBox2D::aroundBall(center, radius));
 }
 
 // Deliberately, a valid curve without vertices is inside any ball or box its stored box meets,
@@ -49,7 +47,7 @@ bool Curve2D::insideBall(const std::vector<double>& center, double radius) const
 
 bool Curve2D::insideBox(const std::vector<double>& box) const {
   assert(box.size() >= 4);
-  if (!valid_ || !box_.intersects(BoundingBox2D(box[0], box[1], box[2], box[3]))) return false;
+  if (!valid_ || !box_.intersects(BoundingBox2D::fromBounds(box))) return false;
   return segmentmath::allInsideBox<2>(vertices_.data(), vertices_.size(), box.data());
 }
 
@@ -69,7 +67,7 @@ bool Curve2D::intersectsBall(const std::vector<double>& center, double radius) c
 
 bool Curve2D::intersectsBox(const std::vector<double>& box) const {
   assert(box.size() >= 4);
-  if (!valid_ || !box_.intersects(BoundingBox2D(box[0], box[1], box[2], box[3]))) return false;
+  if (!valid_ || !box_.intersects(BoundingBox2D::fromBounds(box))) return false;
   const segmentmath::CenteredBox<2> query(box.data());
   for (std::size_t i = 0; i + 1 < vertices_.size(); ++i) {
     if (segmentmath::boxSegmentIntersect<2>(query, vertices_[i], vertices_[i + 1])) {

@@ -90,9 +90,7 @@ bool Face2D::pointInFace(double x, double y) const {
 }
 
 bool Face2D::boxMeetsBall(const std::vector<double>& center, double radius) const {
-  const double cx = center[0];
-  const double cy = center[1];
-  return box_.intersects(BoundingBox2D(cx - radius, cx + radius, cy - radius, cy + radius));
+  return box_.intersects(BoundingBox2D::aroundBall(center, radius));
 }
 
 bool Face2D::insideBall(const std::vector<double>& center, double radius) const {
@@ -103,7 +101,7 @@ bool Face2D::insideBall(const std::vector<double>& center, double radius) const 
 
 bool Face2D::insideBox(const std::vector<double>& box) const {
   assert(box.size() >= 4);
-  if (!valid_ || !box_.intersects(BoundingBox2D(box[0], box[1], box[2], box[3]))) return false;
+  if (!valid_ || !box_.intersects(BoundingBox2D::fromBounds(box))) return false;
   return segmentmath::allInsideBox<2>(vertices_.data(), vertices_.size(), box.data());
 }
 
@@ -181,7 +179,7 @@ bool Face2D::intersectsBall(const std::vector<double>& center, double radius) co
 
 bool Face2D::intersectsBox(const std::vector<double>& box) const {
   assert(box.size() >= 4);
-  if (!valid_ || !box_.intersects(BoundingBox2D(box[0], box[1], box[2], box[3]))) return false;
+  if (!valid_ || !box_.intersects(BoundingBox2D::fromBounds(box))) return false;
   const segmentmath::CenteredBox<2> query(box.data());
   for (const Edge& e : boundaryEdges()) {
     // The edge is passed from its second end to its first: kept, as the rounding of the

@@ -82,6 +82,13 @@ void writeGroups(OSerialStream& os, const std::vector<nkboost::shared_ptr<A>>& g
   }
 }
 
+// The bounds: the label, then the two-level array.
+inline void writeGroups(OSerialStream& os, const PostDataObject::DoubleArraysPtr& bounds,
+                        const char* label, const char*) {
+  os.label(label);
+  writeValues(os, orEmpty(bounds));
+}
+
 template <typename T>
 std::enable_if_t<std::is_arithmetic_v<T>> readValues(ISerialStream& is, std::vector<T>& v) {
   is >> v;  // the stream's vector input bounds the length by the bytes left
@@ -110,54 +117,83 @@ void readGroups(ISerialStream& is, std::vector<nkboost::shared_ptr<A>>& groups) 
   }
 }
 
+// The bounds are read into a new array; whoever shared the old one keeps it.
+inline void readGroups(ISerialStream& is, PostDataObject::DoubleArraysPtr& bounds) {
+  bounds = nkboost::make_shared<PostDataObject::DoubleArrays>();
+  readValues(is, *bounds);
+}
+
+// ---- emptying, copying and taking over ----
+
+// Group vectors lose their groups; the bounds object is kept and emptied, so that whoever shares
+// it sees it emptied.
+template <typename A>
+void emptyGroups(std::vector<nkboost::shared_ptr<A>>& groups) {
+  groups.clear();
+}
+inline void emptyGroups(PostDataObject::DoubleArraysPtr& bounds) {
+  bounds->clear();
+}
+
+// A group vector built aside replaces the object's. The bounds object is kept and resized in
+// place to the shape built aside (values that remain are kept); whoever shares it sees the new
+// shape.
+template <typename A>
+void takeOver(std::vector<nkboost::shared_ptr<A>>& groups,
+              std::vector<nkboost::shared_ptr<A>>& built) {
+  groups.swap(built);
+}
+inline void takeOver(PostDataObject::DoubleArraysPtr& bounds,
+                     const PostDataObject::DoubleArraysPtr& built) {
+  bounds->resize(built->size());
+  for (std::size_t i = 0; i < built->size(); ++i) {
+    (*bounds)[i].resize((*built)[i].size());
+  }
+}
+
 // ---- block form ----
 // The shape of a nested vector is its size followed by the shapes of its elements; shared
 // pointers are looked through. One recursion thus describes group vectors, two-level arrays and
 // the bounds alike, and the sender's and the receiver's walks cannot drift apart.
 
 template <typename T>
-struct IsSharedPtr : std::false_type {};
-template <typename T>
-struct IsSharedPtr<nkboost::shared_ptr<T>> : std::true_type {};
-
-template <typename T>
 int blockBytes(const std::vector<T>& v) {
   if (v.size() > static_cast<std::size_t>(INT_MAX) / sizeof(T)) {
-    DC_RAISE("Block_too_large",
+    DC_RAISE(errors::kBlockTooLarge,
              "an array of " + std::to_string(v.size()) + " elements does not fit in one block");
   }
   return static_cast<int>(v.size() * sizeof(T));
 }
 
 template <typename T>
+void appendShape(std::vector<int>& p, const std::vector<T>& v);
+template <typename A>
+void appendShape(std::vector<int>& p, const nkboost::shared_ptr<A>& x) {
+  appendShape(p, orEmpty(x));
+}
+template <typename T>
 void appendShape(std::vector<int>& p, const std::vector<T>& v) {
-  if constexpr (std::is_arithmetic_v<T>) {
-    blockBytes(v);  // refuse what the receiver could not size
-    p.push_back(static_cast<int>(v.size()));
-  } else {
-    p.push_back(static_cast<int>(v.size()));
-    for (const auto& x : v) {
-      if constexpr (IsSharedPtr<T>::value) {
-        appendShape(p, orEmpty(x));
-      } else {
-        appendShape(p, x);
-      }
-    }
+  if constexpr (std::is_arithmetic_v<T>) blockBytes(v);  // refuse what the receiver cannot size
+  p.push_back(static_cast<int>(v.size()));
+  if constexpr (!std::is_arithmetic_v<T>) {
+    for (const auto& x : v)
+      appendShape(p, x);
   }
 }
 
+template <typename T>
+void addBlocks(InPlaceSerDataHolder& h, std::vector<T>& v);
+template <typename A>
+void addBlocks(InPlaceSerDataHolder& h, nkboost::shared_ptr<A>& x) {
+  if (x) addBlocks(h, *x);
+}
 template <typename T>
 void addBlocks(InPlaceSerDataHolder& h, std::vector<T>& v) {
   if constexpr (std::is_arithmetic_v<T>) {
     if (!v.empty()) h.addDataBlock(blockBytes(v), v.data());
   } else {
-    for (auto& x : v) {
-      if constexpr (IsSharedPtr<T>::value) {
-        if (x) addBlocks(h, *x);
-      } else {
-        addBlocks(h, x);
-      }
-    }
+    for (auto& x : v)
+      addBlocks(h, x);
   }
 }
 
@@ -183,9 +219,9 @@ class ParamReader {
   int takeLength(std::size_t elementBytes) {
     const int n = takeSize();
     if (static_cast<std::size_t>(n) > static_cast<std::size_t>(INT_MAX) / elementBytes) {
-      DC_RAISE("Invalid_block_parameter", "parameter " + std::to_string(cursor_ - 1) +
-                                              " announces an array of " + std::to_string(n) +
-                                              " elements, more than one block holds");
+      DC_RAISE(errors::kInvalidBlockParameter, "parameter " + std::to_string(cursor_ - 1) +
+                                                   " announces an array of " + std::to_string(n) +
+                                                   " elements, more than one block holds");
     }
     return n;
   }
@@ -198,8 +234,8 @@ class ParamReader {
     }
     const int n = p_[cursor_++];
     if (n < 0) {
-      DC_RAISE("Invalid_block_parameter", "negative size " + std::to_string(n) + " at parameter " +
-                                              std::to_string(cursor_ - 1));
+      DC_RAISE(errors::kInvalidBlockParameter, "negative size " + std::to_string(n) +
+                                                   " at parameter " + std::to_string(cursor_ - 1));
     }
     return n;
   }
@@ -210,6 +246,13 @@ class ParamReader {
 
 // Builds fresh, zeroed arrays in the shape that appendShape wrote.
 template <typename T>
+void buildFromShape(ParamReader& r, std::vector<T>& v);
+template <typename A>
+void buildFromShape(ParamReader& r, nkboost::shared_ptr<A>& x) {
+  x = nkboost::make_shared<A>();
+  buildFromShape(r, *x);
+}
+template <typename T>
 void buildFromShape(ParamReader& r, std::vector<T>& v) {
   if constexpr (std::is_arithmetic_v<T>) {
     v.assign(static_cast<std::size_t>(r.takeLength(sizeof(T))), T());
@@ -217,14 +260,8 @@ void buildFromShape(ParamReader& r, std::vector<T>& v) {
     const int n = r.takeCount();
     v.clear();
     v.resize(static_cast<std::size_t>(n));
-    for (auto& x : v) {
-      if constexpr (IsSharedPtr<T>::value) {
-        x = nkboost::make_shared<typename T::element_type>();
-        buildFromShape(r, *x);
-      } else {
-        buildFromShape(r, x);
-      }
-    }
+    for (auto& x : v)
+      buildFromShape(r, x);
   }
 }
 
@@ -331,6 +368,24 @@ bool PostDataInfo::operator==(const PostDataInfo& other) const {
 
 // ---- PostDataObject: construction, copying, groups ----
 
+// The one order of the group arrays: every form writes, reads and shapes them in it, and every
+// whole-object operation walks them through it. visit(member, countLabel, groupLabel) gets a
+// pointer to the member and its labels in the stream form; the bounds have one label.
+template <typename Visit>
+void PostDataObject::forEachGroupArray(Visit&& visit) {
+  visit(&PostDataObject::vertices_, "#vertex groups", "vertex group");
+  visit(&PostDataObject::bounds_, "bounds", "");
+  visit(&PostDataObject::elementIndices_, "#element index groups", "element index group");
+  visit(&PostDataObject::data_, "#data groups", "data group");
+  visit(&PostDataObject::dataMax_, "#data max", "data max");
+  visit(&PostDataObject::dataMin_, "#data min", "data min");
+  visit(&PostDataObject::normals_, "#normal groups", "normals");
+  visit(&PostDataObject::normalIndices_, "#normal index groups", "normal indices");
+  visit(&PostDataObject::boundaryIndices_, "#boundary index groups", "boundary indices");
+  visit(&PostDataObject::verticesDeform_, "#vertex deformation groups", "vertex deformation");
+  visit(&PostDataObject::vertexElems_, "#vertex element groups", "vertex elements");
+}
+
 DC_DEFINE_CLASS_IDENTITY(PostDataObject, "PostDataObject")
 
 PostDataObject::PostDataObject() : PostDataObject(DEFAULT_TYPE, PostDataInfo(), -1) {}
@@ -347,18 +402,10 @@ PostDataObject::PostDataObject(const PostDataObject& other)
       type_(other.type_),
       info_(other.info_),
       objectID_(other.objectID_),
-      properties_(other.properties_),
-      vertices_(deepCopy(other.vertices_)),
-      bounds_(nkboost::make_shared<DoubleArrays>(orEmpty(other.bounds_))),
-      elementIndices_(deepCopy(other.elementIndices_)),
-      data_(deepCopy(other.data_)),
-      dataMax_(deepCopy(other.dataMax_)),
-      dataMin_(deepCopy(other.dataMin_)),
-      normals_(deepCopy(other.normals_)),
-      normalIndices_(deepCopy(other.normalIndices_)),
-      boundaryIndices_(deepCopy(other.boundaryIndices_)),
-      verticesDeform_(deepCopy(other.verticesDeform_)),
-      vertexElems_(deepCopy(other.vertexElems_)) {}
+      properties_(other.properties_) {
+  forEachGroupArray(
+      [&](auto member, const char*, const char*) { this->*member = deepCopy(other.*member); });
+}
 
 PostDataObject& PostDataObject::operator=(const PostDataObject& other) = default;
 
@@ -369,17 +416,7 @@ nkboost::shared_ptr<PostDataObject> PostDataObject::clone() const {
 }
 
 void PostDataObject::clear() {
-  vertices_.clear();
-  elementIndices_.clear();
-  data_.clear();
-  dataMax_.clear();
-  dataMin_.clear();
-  normals_.clear();
-  normalIndices_.clear();
-  boundaryIndices_.clear();
-  verticesDeform_.clear();
-  vertexElems_.clear();
-  bounds_->clear();  // the bounds object is kept: whoever shares it sees it emptied
+  forEachGroupArray([&](auto member, const char*, const char*) { emptyGroups(this->*member); });
   properties_.clear();
 }
 
@@ -937,18 +974,9 @@ void PostDataObject::serializeRaw(OSerialStream& os, nkbase::Prop&) const {
     os << info_.getIndex(t);
   os.label("id");
   os << objectID_;
-  writeGroups(os, vertices_, "#vertex groups", "vertex group");
-  os.label("bounds");
-  writeValues(os, orEmpty(bounds_));
-  writeGroups(os, elementIndices_, "#element index groups", "element index group");
-  writeGroups(os, data_, "#data groups", "data group");
-  writeGroups(os, dataMax_, "#data max", "data max");
-  writeGroups(os, dataMin_, "#data min", "data min");
-  writeGroups(os, normals_, "#normal groups", "normals");
-  writeGroups(os, normalIndices_, "#normal index groups", "normal indices");
-  writeGroups(os, boundaryIndices_, "#boundary index groups", "boundary indices");
-  writeGroups(os, verticesDeform_, "#vertex deformation groups", "vertex deformation");
-  writeGroups(os, vertexElems_, "#vertex element groups", "vertex elements");
+  forEachGroupArray([&](auto member, const char* countLabel, const char* groupLabel) {
+    writeGroups(os, this->*member, countLabel, groupLabel);
+  });
   os.label("#property/value pairs");  // deliberately before its count, unlike the groups above
   os << countOf(properties_);
   for (const auto& [name, value] : properties_)
@@ -966,18 +994,7 @@ void PostDataObject::deserializeRaw(ISerialStream& is) {
     info_.setIndex(t, position);
   }
   is >> objectID_;
-  readGroups(is, vertices_);
-  bounds_ = nkboost::make_shared<DoubleArrays>();
-  readValues(is, *bounds_);
-  readGroups(is, elementIndices_);
-  readGroups(is, data_);
-  readGroups(is, dataMax_);
-  readGroups(is, dataMin_);
-  readGroups(is, normals_);
-  readGroups(is, normalIndices_);
-  readGroups(is, boundaryIndices_);
-  readGroups(is, verticesDeform_);
-  readGroups(is, vertexElems_);
+  forEachGroupArray([&](auto member, const char*, const char*) { readGroups(is, this->*member); });
   if (version == 0) return;  // version 0 has no pairs: the properties stay as they were
 
   const int pairs = DC_READ_COUNT(is, 2 * sizeof(unsigned int));  // two string lengths each
@@ -1001,60 +1018,26 @@ void PostDataObject::createParameters(std::vector<int>& p) const {
   for (int t = 0; t < PostDataInfo::NUMBER_OF_DATA_TYPES; ++t)
     p.push_back(info_.getIndex(t));
   p.push_back(objectID_);
-  appendShape(p, vertices_);
-  appendShape(p, orEmpty(bounds_));
-  appendShape(p, elementIndices_);
-  appendShape(p, data_);
-  appendShape(p, dataMax_);
-  appendShape(p, dataMin_);
-  appendShape(p, normals_);
-  appendShape(p, normalIndices_);
-  appendShape(p, boundaryIndices_);
-  appendShape(p, verticesDeform_);
-  appendShape(p, vertexElems_);
+  forEachGroupArray([&](auto member, const char*, const char*) { appendShape(p, this->*member); });
   getBlockSerializationParameters(properties_, p);
 }
 
 void PostDataObject::createBlocks(InPlaceSerDataHolder& h) {
-  addBlocks(h, vertices_);
-  addBlocks(h, *bounds_);
-  addBlocks(h, elementIndices_);
-  addBlocks(h, data_);
-  addBlocks(h, dataMax_);
-  addBlocks(h, dataMin_);
-  addBlocks(h, normals_);
-  addBlocks(h, normalIndices_);
-  addBlocks(h, boundaryIndices_);
-  addBlocks(h, verticesDeform_);
-  addBlocks(h, vertexElems_);
+  forEachGroupArray([&](auto member, const char*, const char*) { addBlocks(h, this->*member); });
   getBlockSerialization(properties_, h);
 }
 
 void PostDataObject::initFromParameters(const std::vector<int>& p) {
   // These reports carry fixed lines that consumers know.
   if (p.size() < kHeaderSize) DC_RAISE_AT(1222, nkbase::kEndOfFileReached);
-  if (p[0] != static_cast<int>(VERSION)) DC_RAISE_AT(1226, serialio::kIncompatibleVersion);
+  if (p[0] != static_cast<int>(VERSION)) DC_RAISE_AT(1226, errors::kIncompatibleVersion);
 
   // Everything is sized aside first and taken over at the end, so that a corrupt vector leaves
   // the object as it was.
   ParamReader r(p, kHeaderSize);
-  std::vector<DoubleArraysPtr> vertices, data, verticesDeform;
-  std::vector<IntArraysPtr> elementIndices, boundaryIndices;
-  std::vector<DoubleArrayPtr> dataMax, dataMin;
-  std::vector<FloatArraysPtr> normals;
-  std::vector<IntArrayPtr> normalIndices, vertexElems;
-  DoubleArrays boundsShape;
-  buildFromShape(r, vertices);
-  buildFromShape(r, boundsShape);
-  buildFromShape(r, elementIndices);
-  buildFromShape(r, data);
-  buildFromShape(r, dataMax);
-  buildFromShape(r, dataMin);
-  buildFromShape(r, normals);
-  buildFromShape(r, normalIndices);
-  buildFromShape(r, boundaryIndices);
-  buildFromShape(r, verticesDeform);
-  buildFromShape(r, vertexElems);
+  PostDataObject built;
+  forEachGroupArray(
+      [&](auto member, const char*, const char*) { buildFromShape(r, built.*member); });
   nkbase::PropertyList properties;
   initDataFromParameters(properties, p, r.cursor());
 
@@ -1062,21 +1045,8 @@ void PostDataObject::initFromParameters(const std::vector<int>& p) {
   for (int t = 0; t < PostDataInfo::NUMBER_OF_DATA_TYPES; ++t)
     info_.setIndex(t, p[2 + t]);
   objectID_ = p[2 + PostDataInfo::NUMBER_OF_DATA_TYPES];
-  vertices_.swap(vertices);
-  // The bounds object is kept and resized in place; whoever shares it sees the new shape.
-  bounds_->resize(boundsShape.size());
-  for (std::size_t i = 0; i < boundsShape.size(); ++i) {
-    (*bounds_)[i].resize(boundsShape[i].size());
-  }
-  elementIndices_.swap(elementIndices);
-  data_.swap(data);
-  dataMax_.swap(dataMax);
-  dataMin_.swap(dataMin);
-  normals_.swap(normals);
-  normalIndices_.swap(normalIndices);
-  boundaryIndices_.swap(boundaryIndices);
-  verticesDeform_.swap(verticesDeform);
-  vertexElems_.swap(vertexElems);
+  forEachGroupArray(
+      [&](auto member, const char*, const char*) { takeOver(this->*member, built.*member); });
   properties_.swap(properties);
 }
 

@@ -263,6 +263,11 @@ class QVDATACARRIER_EXPORT PostDataObject : public nkbase::InPlaceSerializable,
                                            const nkvec::DVec3& p0, const nkvec::DVec3& p1,
                                            const nkvec::DVec3& p2, nkvec::DVec3& result);
 
+  // Calls visit(member pointer, count label, group label) for each group array (and the
+  // bounds) in the one order that every form and every whole-object operation follows.
+  template <typename Visit>
+  static void forEachGroupArray(Visit&& visit);
+
   // The data array at `position` of group `g`, or null when the object holds none there.
   const DoubleArray* dataArray(int g, int position) const;
   // The position that the probes read: DT_VALUE, else DT_FALLBACK_VALUE, else -1.

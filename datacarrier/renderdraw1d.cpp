@@ -1,5 +1,6 @@
 #include "datacarrier/renderdraw1d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/serialio.h"
 
 namespace nkdatacarrier {
@@ -11,7 +12,7 @@ RenderDraw1D::RenderDraw1D(RenderDrawGeom1D::Type1D type, int id) : RenderDrawGe
 RenderDraw1D::~RenderDraw1D() = default;
 
 nkboost::shared_ptr<RenderDrawGeom> RenderDraw1D::clone() const {
-  return cloneObject(*this);
+  return drawgeom::cloneObject(*this);
 }
 
 void RenderDraw1D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
@@ -19,13 +20,13 @@ void RenderDraw1D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
   os.label("version");
   os.label("");  // deliberately one empty label more than the 2D drawing writes here
   serializeAttributes(os, prop);
-  writeSnapCoords(os, snap_);
+  drawgeom::writeSnapCoords(os, snap_);
 }
 
 void RenderDraw1D::deserializeRaw(ISerialStream& is) {
   DC_READ_VERSION_AT(77, is, 0, VERSION);
   deserializeAttributes(is);
-  readSnapCoords(is, snap_);
+  drawgeom::readSnapCoords(is, snap_);
 }
 
 }  // namespace nkdatacarrier

@@ -1,5 +1,6 @@
 #include "datacarrier/renderdrawgeom.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/serialio.h"
 
 #include <algorithm>
@@ -56,71 +57,60 @@ void RenderDrawGeom::deserializeAttributes(ISerialStream& is) {
   is >> label_;
 }
 
-RenderDrawGeom::AdjacentRun RenderDrawGeom::adjacentRun(const Adjacent& relation, int source) {
-  if (source < 0 || source >= relation.getNumberOfFromIndices()) return {nullptr, 0};
-  const int total = relation.getTotalNumberOfAdjacents();
-  const int start = relation.getStartIndexInTotalArray(source);
-  if (start >= total) return {nullptr, 0};
-  const int* adjacents = relation.getAdjacents(source);
-  if (adjacents == nullptr) return {nullptr, 0};
-  const int count = std::min(relation.getNumberOfAdjacents(source), total - start);
-  return {adjacents, std::max(count, 0)};
-}
-
 // The defaults of the operations that only some geometries answer, raising with the fixed
 // lines that their error reports carry; the projection drawing and the editable sketch keep
 // all of them.
 void RenderDrawGeom::findLineIntersections(const std::vector<double>&, const std::vector<double>&,
                                            std::vector<std::vector<double>>&) const {
-  DC_RAISE_AT(73, "findLineIntersections only implemented in 3D");
+  DC_RAISE_AT(73, errors::kFindLineIntersectionsOnly3D);
 }
 
 // Picking, cutting and the cylinder queries need the sheets of the 3D geometries.
 int RenderDrawGeom::findClosestPoint(const std::vector<double>&, const std::vector<int>&,
                                      std::vector<double>&) const {
-  DC_RAISE_AT(79, "findClosestPoint only implemented in 3D");
+  DC_RAISE_AT(79, errors::kFindClosestPointOnly3D);
 }
 
 // A cut would append its segments to the plot data; here nothing is appended.
 void RenderDrawGeom::findPlaneIntersections(const Array<double, 1>&, const Array<double, 1>&,
                                             PostDataObject&) const {
-  DC_RAISE_AT(85, "findPlaneIntersections only implemented in 3D");
+  DC_RAISE_AT(85, errors::kFindPlaneIntersectionsOnly3D);
 }
 
 void RenderDrawGeom::findEntitiesInCylinder(const std::vector<double>&, const std::vector<double>&,
                                             double, double, double, int, bool,
                                             const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE_AT(91, "findEntitiesInCylinder only implemented in 3D");
+  DC_RAISE_AT(91, errors::kFindEntitiesInCylinderOnly3D);
 }
 
 // Only the concrete draw geometries know the layout of their render arrays.
 int RenderDrawGeom::getMLRenderPointSize() const {
-  DC_RAISE_AT(96, "Internal_error_exch_processing");
+  DC_RAISE_AT(96, errors::kNoRenderExport);
 }
 
 // Vertex records: the isolated points of a concrete geometry, one record each, numbered
 // from 1 in the export.
 int RenderDrawGeom::getMLRenderVtxSize() const {
-  DC_RAISE_AT(102, "Internal_error_exch_processing");
+  DC_RAISE_AT(102, errors::kNoRenderExport);
 }
 
 // Edge records: the segments of the curves of a concrete
 // geometry.
 int RenderDrawGeom::getMLRenderEdgSize() const {
-  DC_RAISE_AT(108, "Internal_error_exch_processing");
+  DC_RAISE_AT(108, errors::kNoRenderExport);
 }
 
 // Triangle records: the triangles of the faces of a concrete
 // geometry.
 int RenderDrawGeom::getMLRenderTriSize() const {
-  DC_RAISE_AT(114, "Internal_error_exch_processing");
+  DC_RAISE_AT(114, errors::kNoRenderExport);
 }
 
 // The coordinates and the element records that the size queries above count, with coincident
 // coordinates merged through uniquePoints.
 void RenderDrawGeom::getMLRenderData(std::vector<std::vector<float>>&,
                                      std::vector<std::vector<int>>&) const {
-  DC_RAISE_AT(121, "Internal_error_exch_processing");
+  DC_RAISE_AT(121, errors::kNoRenderExport);
 }
 
 void RenderDrawGeom::uniquePoints(std::vector<std::vector<float>>& coords,
@@ -175,34 +165,22 @@ void RenderDrawGeom::mergeRenderPoints(std::vector<std::vector<float>>& coords,
   }
 }
 
-void RenderDrawGeom::setAdjacentLists(Adjacent& target, const AdjacencyLists& lists,
-                                      AdjacencyRule rule, std::size_t firstList) {
-  const bool asGiven = rule == AdjacencyRule::AS_GIVEN;
-  const std::size_t sources = lists.size() > firstList ? lists.size() - firstList : 0;
-  int total = 0;
-  for (std::size_t s = 0; s < sources; ++s) {
-    for (const std::pair<int, int>& entry : lists[firstList + s]) {
-      if (asGiven || entry.first > 0) ++total;
-    }
-  }
-  target.allocate(static_cast<int>(sources), total);
-  std::vector<int> kept;
-  for (std::size_t s = 0; s < sources; ++s) {
-    const std::vector<std::pair<int, int>>& list = lists[firstList + s];
-    if (asGiven) {
-      target.setAdjacent(static_cast<int>(s), list);
-      continue;
-    }
-    kept.clear();
-    for (const std::pair<int, int>& entry : list) {
-      if (entry.first > 0) kept.push_back(entry.first - 1);
-    }
-    target.setAdjacent(static_cast<int>(s), kept);
-  }
+// The shared plumbing of the concrete geometries (datacarrier/internal/drawgeomtools.h).
+namespace drawgeom {
+
+AdjacentRun adjacentRun(const Adjacent& relation, int source) {
+  if (source < 0 || source >= relation.getNumberOfFromIndices()) return {nullptr, 0};
+  const int total = relation.getTotalNumberOfAdjacents();
+  const int start = relation.getStartIndexInTotalArray(source);
+  if (start >= total) return {nullptr, 0};
+  const int* adjacents = relation.getAdjacents(source);
+  if (adjacents == nullptr) return {nullptr, 0};
+  const int count = std::min(relation.getNumberOfAdjacents(source), total - start);
+  return {adjacents, std::max(count, 0)};
 }
 
-std::vector<double> RenderDrawGeom::clipToGrownBounds(const std::vector<double>& box,
-                                                      const float* bounds, int axes) {
+std::vector<double> clipToGrownBounds(const std::vector<double>& box, const float* bounds,
+                                      int axes) {
   float largest = bounds[1] - bounds[0];
   for (int k = 1; k < axes; ++k) {
     const float side = bounds[2 * k + 1] - bounds[2 * k];
@@ -217,8 +195,8 @@ std::vector<double> RenderDrawGeom::clipToGrownBounds(const std::vector<double>&
   return clipped;
 }
 
-int RenderDrawGeom::appendCurveRecords(std::vector<std::vector<int>>& elements, int first,
-                                       int numVertices, int curveNumber) {
+int appendCurveRecords(std::vector<std::vector<int>>& elements, int first, int numVertices,
+                       int curveNumber) {
   for (int s = 0; s + 1 < numVertices; ++s) {
     elements[2].push_back(first + s);
     elements[3].push_back(first + s + 1);
@@ -227,14 +205,14 @@ int RenderDrawGeom::appendCurveRecords(std::vector<std::vector<int>>& elements, 
   return first + (numVertices > 0 ? numVertices : 1);
 }
 
-void RenderDrawGeom::makeRoom(std::vector<std::vector<float>>& coords, int end) {
+void makeRoom(std::vector<std::vector<float>>& coords, int end) {
   const std::size_t size = static_cast<std::size_t>(std::max(end, 0));
   for (std::vector<float>& direction : coords) {
     if (direction.size() < size) direction.resize(size, 0.0f);
   }
 }
 
-void RenderDrawGeom::writeSnapCoords(OSerialStream& os, const std::vector<double>& snap) {
+void writeSnapCoords(OSerialStream& os, const std::vector<double>& snap) {
   os.label("Number of snapping points");
   os << static_cast<int>(snap.size());
   os.label("");
@@ -245,13 +223,12 @@ void RenderDrawGeom::writeSnapCoords(OSerialStream& os, const std::vector<double
   }
 }
 
-void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<double>& snap) {
+void readSnapCoords(ISerialStream& is, std::vector<double>& snap) {
   const int n = DC_READ_COUNT(is, sizeof(double));
   serialio::readEach(is, snap, n, [&](double& x, std::size_t) { is >> x; });
 }
 
-void RenderDrawGeom::writeSnapCoords(OSerialStream& os,
-                                     const std::vector<std::vector<double>>& snap) {
+void writeSnapCoords(OSerialStream& os, const std::vector<std::vector<double>>& snap) {
   const std::size_t n = snap.size() < 2 ? 0 : std::min(snap[0].size(), snap[1].size());
   os.label("Number of snapping points");
   os << static_cast<int>(n);
@@ -263,8 +240,7 @@ void RenderDrawGeom::writeSnapCoords(OSerialStream& os,
   }
 }
 
-void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<std::vector<double>>& snap,
-                                    SnapRead rule) {
+void readSnapCoords(ISerialStream& is, std::vector<std::vector<double>>& snap, SnapRead rule) {
   const int count = DC_READ_COUNT(is, 2 * sizeof(double));
   const std::size_t n = static_cast<std::size_t>(count);
   // Exactly two directions; REPLACE empties them first, KEEP_PRESENT keeps what they hold and
@@ -283,5 +259,7 @@ void RenderDrawGeom::readSnapCoords(ISerialStream& is, std::vector<std::vector<d
     is >> snap[0][i] >> snap[1][i];
   }
 }
+
+}  // namespace drawgeom
 
 }  // namespace nkdatacarrier

@@ -5,15 +5,13 @@
 // identifier and label of every draw geometry, and merges coincident render points.
 #pragma once
 
-#include <algorithm>
-#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "datacarrier/adjacent.h"
 #include "datacarrier/classidentity.h"
 #include "datacarrier/datacarrierexport.h"
+#include "datacarrier/errorcodes.h"
 #include "datacarrier/idatacarrier.h"
 #include "qvutil/array.h"
 #include "qvutil/exception.h"
@@ -159,145 +157,20 @@ class QVDATACARRIER_EXPORT RenderDrawGeom : public nkbase::Serializable, public 
                          std::vector<std::vector<int>>& elements,
                          const std::vector<int>& positionVectors) const;
 
-  // How an adjacency setter turns its input lists into a relation.
-  enum class AdjacencyRule {
-    AS_GIVEN,  // every (index, orientation) pair as it stands
-    // the first member is a 1-based entity number, 0 or less meaning "none": such pairs are
-    // dropped, the others stored as first - 1 with orientation 0
-    ONE_BASED_DROP_NONE
-  };
-  // Allocates target for lists[firstList..] (one source each) and the pairs kept by the rule,
-  // then stores each list through the rule.
-  static void setAdjacentLists(Adjacent& target, const AdjacencyLists& lists, AdjacencyRule rule,
-                               std::size_t firstList = 0);
-
-  // The run of source in relation, clamped to the relation's arrays: a source the relation was
-  // not allocated for, or a run from a corrupt stream that leaves the array, yields what lies
-  // inside (nothing for the former).
-  struct AdjacentRun {
-    const int* adjacents;
-    int count;
-  };
-  static AdjacentRun adjacentRun(const Adjacent& relation, int source);
-
-  // What touching selections test against: box clipped to bounds grown on every side by a tenth
-  // of their largest side (in float). Both are (min, max) pairs per axis.
-  static std::vector<double> clipToGrownBounds(const std::vector<double>& box, const float* bounds,
-                                               int axes);
-
-  // Render export: the edge records of a curve whose numVertices vertices sit at the positions
-  // first, first + 1, ...: per segment its start and end position and curveNumber (1-based), in
-  // elements[2], [3] and [4]. Returns the position after the curve; a curve without vertices
-  // still takes one position, which no coordinate fills.
-  static int appendCurveRecords(std::vector<std::vector<int>>& elements, int first, int numVertices,
-                                int curveNumber);
-  // The coordinate arrays are sized by the point count; a curve without vertices moves the
-  // positions after it one further, so grows every direction (with 0.0) to hold `end` positions.
-  static void makeRoom(std::vector<std::vector<float>>& coords, int end);
-  // Sum of the vertex counts of entities (curves or faces), as the render-array sizes count them.
-  template <typename Entities>
-  static int totalVertices(const Entities& entities) {
-    int total = 0;
-    for (const auto& e : entities)
-      total += e.getNumberOfVertices();
-    return total;
-  }
-  // Edge records of curves: vertices - 1 each, so a curve without vertices counts -1.
-  template <typename Curves>
-  static int totalSegments(const Curves& curves) {
-    int total = 0;
-    for (const auto& c : curves)
-      total += c.getNumberOfVertices() - 1;
-    return total;
-  }
-  // Writes the float coordinates of count vertices (structs of one float per direction) to
-  // the positions first, first + 1, ... of coords, growing them when needed.
-  template <typename Vertex>
-  static void writePositions(std::vector<std::vector<float>>& coords, int first,
-                             const Vertex* vertices, int count);
-  // The first part of every render export: each point at the position of its index, with
-  // elements[0] its position and elements[1] its 1-based number; then the vertices of each
-  // curve at the next positions, with its edge records. Returns the next free position.
-  template <typename Points, typename Curves>
-  static int exportPointsAndCurves(std::vector<std::vector<float>>& coords,
-                                   std::vector<std::vector<int>>& elements, const Points& points,
-                                   const Curves& curves);
-
-  // What the drawing objects (1D, 2D, 3D and the projection drawing) share.
-  // A copy of the concrete object, owned by a new pointer.
-  template <typename Object>
-  static nkboost::shared_ptr<RenderDrawGeom> cloneObject(const Object& object) {
-    return nkboost::make_shared<Object>(object);
-  }
-  // Snapping coordinates in the stream: heading "Number of snapping points", the int count, an
-  // empty label; heading "Snapping coordinates", then per point its doubles and an empty label.
-  // In 1D one value per point.
-  static void writeSnapCoords(OSerialStream& os, const std::vector<double>& snap);
-  static void readSnapCoords(ISerialStream& is, std::vector<double>& snap);
-  // In 2D the list is empty or (x values, y values); a point is written only when both of its
-  // coordinates are there, so a well-formed list writes the length of its first vector.
-  static void writeSnapCoords(OSerialStream& os, const std::vector<std::vector<double>>& snap);
-  // How reading n points treats the list that is already there.
-  enum class SnapRead {
-    REPLACE,  // two new vectors of n zeros each
-    // two vectors: a missing one is added with n zeros, a present one keeps its length and
-    // values, growing to n if shorter (reading is meant for a fresh object)
-    KEEP_PRESENT
-  };
-  static void readSnapCoords(ISerialStream& is, std::vector<std::vector<double>>& snap,
-                             SnapRead rule);
-
  private:
   Type type_ = UNSET;
   int id_ = 0;
   std::string label_;
 };
 
-// The one raising default defined in the header: error reports name this header and the line
-// of the raise, so keep both where they are (the tests check them). The 3D geometries override
-// it; the 1D and 2D geometries, the projection drawing and the editable sketch keep it, like
-// the other picking and cylinder defaults in the source file.
+// The one raising default defined in the header: its error reports name this header and line
+// 230, which consumers' error tables know, so both stay fixed whatever moves around them. The 3D
+// geometries override it; the 1D and 2D geometries, the projection drawing and the editable sketch
+// keep it, like the other picking and cylinder defaults in the source file.
 inline bool RenderDrawGeom::isInCylinder(const std::vector<double>&, const std::vector<double>&,
                                          double, double, double, int, bool,
                                          const std::vector<int>&) const {
-  throw nkbase::Exception("datacarrier/renderdrawgeom.h", 230,
-                          "isInCylinder only implemented in 3D");
-}
-
-template <typename Vertex>
-void RenderDrawGeom::writePositions(std::vector<std::vector<float>>& coords, int first,
-                                    const Vertex* vertices, int count) {
-  constexpr std::size_t kDirections = sizeof(Vertex) / sizeof(float);
-  static_assert(sizeof(Vertex) == kDirections * sizeof(float), "a vertex is a struct of floats");
-  makeRoom(coords, first + count);
-  const std::size_t directions = std::min(kDirections, coords.size());
-  for (int k = 0; k < count; ++k) {
-    float c[kDirections];
-    std::memcpy(c, &vertices[k], sizeof c);
-    for (std::size_t d = 0; d < directions; ++d)
-      coords[d][first + k] = c[d];
-  }
-}
-
-template <typename Points, typename Curves>
-int RenderDrawGeom::exportPointsAndCurves(std::vector<std::vector<float>>& coords,
-                                          std::vector<std::vector<int>>& elements,
-                                          const Points& points, const Curves& curves) {
-  const int numPoints = static_cast<int>(points.size());
-  elements[0].reserve(points.size());
-  elements[1].reserve(points.size());
-  for (int i = 0; i < numPoints; ++i) {
-    writePositions(coords, i, &points[i].getVertex(), 1);
-    elements[0].push_back(i);
-    elements[1].push_back(i + 1);
-  }
-  int position = numPoints;
-  for (std::size_t c = 0; c < curves.size(); ++c) {
-    const int n = curves[c].getNumberOfVertices();
-    writePositions(coords, position, curves[c].getVertexArray(), n);
-    position = appendCurveRecords(elements, position, n, static_cast<int>(c) + 1);
-  }
-  return position;
+  throw nkbase::Exception("datacarrier/renderdrawgeom.h", 230, errors::kIsInCylinderOnly3D);
 }
 
 }  // namespace nkdatacarrier

@@ -1,5 +1,7 @@
 #include "datacarrier/renderdrawgeom1d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
+#include "datacarrier/internal/selection.h"
 #include "datacarrier/internal/serialio.h"
 
 #include <cstdint>
@@ -10,6 +12,19 @@ namespace {
 
 // Fewest bytes of a nested carrier in a stream: its class-identifier length and its version.
 constexpr std::size_t kMinNestedBytes = 8;
+
+// The selection of a 1D geometry: curves touching an interval, nothing else. Every other
+// combination of sense and dimension is refused before a candidate is looked at: there is no
+// "inside" test for 1D curves, and points are never selected. Candidates are not range-checked;
+// one that names no curve never matches. The two dimension raises carry fixed lines.
+bool selectCurves(const selection::Sites& sites, selection::Answer answer,
+                  const std::vector<Curve1D>& curves, const std::vector<double>& box, int dim,
+                  bool inside, const std::vector<int>& candidates, std::vector<int>* result) {
+  const int touchable = inside ? -1 : static_cast<int>(curves.size());
+  return selection::run(
+      __FILE__, sites, answer, {-1, touchable, -1, -1}, dim, candidates,
+      [&](int, int i) { return curves[i].intersectsBox(box); }, result);
+}
 
 }  // namespace
 
@@ -39,9 +54,7 @@ double RenderDrawGeom1D::getBndArea(int, const std::vector<int>&) const {
 }
 
 void RenderDrawGeom1D::getBoundingBox(std::vector<float>& box) const {
-  box.clear();
-  box.push_back(box_.getMinX());
-  box.push_back(box_.getMaxX());
+  box = box_.bounds();
 }
 
 // The ball queries go through the object's own box queries (virtually, so that a derived class
@@ -68,7 +81,7 @@ int RenderDrawGeom1D::numUniquePointsEstimate() const {
 }
 
 int RenderDrawGeom1D::getMLRenderPointSize() const {
-  return getNumberOfPoints() + totalVertices(curves_);
+  return getNumberOfPoints() + drawgeom::totalVertices(curves_);
 }
 
 int RenderDrawGeom1D::getMLRenderVtxSize() const {
@@ -76,38 +89,20 @@ int RenderDrawGeom1D::getMLRenderVtxSize() const {
 }
 
 int RenderDrawGeom1D::getMLRenderEdgSize() const {
-  return totalSegments(curves_);
+  return drawgeom::totalSegments(curves_);
 }
 
-// The selection of a 1D geometry: curves touching an interval, nothing else. The two raises
-// below carry the fixed lines of their error reports.
-//
-// Every other combination of sense and dimension is refused before a candidate is looked at:
-// there is no "inside" test for 1D curves, and points are never selected.
 void RenderDrawGeom1D::findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,
                                          const std::vector<int>& candidates,
                                          std::vector<int>& result) const {
-  if (inside || dim != 1) {
-    DC_RAISE_AT(128, "Invalid entity dimension");
-  }
-  const int numCurves = getNumberOfCurves();
-  for (int i : candidates) {
-    // Candidates are not range-checked; one that names no curve never matches.
-    if (i >= 0 && i < numCurves && curves_[i].intersectsBox(box)) result.push_back(i);
-  }
+  selectCurves({128}, selection::Answer::APPEND, curves_, box, dim, inside, candidates, &result);
 }
 
 // True as soon as one listed curve touches the interval; false for an empty list.
 bool RenderDrawGeom1D::isInBox(const std::vector<double>& box, int dim, bool inside,
                                const std::vector<int>& candidates) const {
-  if (inside || dim != 1) {
-    DC_RAISE_AT(162, "Invalid entity dimension");
-  }
-  const int numCurves = getNumberOfCurves();
-  for (int i : candidates) {
-    if (i >= 0 && i < numCurves && curves_[i].intersectsBox(box)) return true;
-  }
-  return false;
+  return selectCurves({162}, selection::Answer::ANY, curves_, box, dim, inside, candidates,
+                      nullptr);
 }
 
 void RenderDrawGeom1D::getMLRenderData(std::vector<std::vector<float>>& coords,
@@ -117,7 +112,7 @@ void RenderDrawGeom1D::getMLRenderData(std::vector<std::vector<float>>& coords,
   const int edges = getMLRenderEdgSize();
   for (int v = 2; v <= 4; ++v)
     elements[v].reserve(edges > 0 ? std::size_t(edges) : 0);
-  exportPointsAndCurves(coords, elements, points_, curves_);
+  drawgeom::exportPointsAndCurves(coords, elements, points_, curves_);
   mergeRenderPoints(coords, elements, {0, 2, 3});
 }
 

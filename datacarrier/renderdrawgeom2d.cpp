@@ -1,5 +1,7 @@
 #include "datacarrier/renderdrawgeom2d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
+#include "datacarrier/internal/selection.h"
 #include "datacarrier/internal/serialio.h"
 
 #include <cstdint>
@@ -12,35 +14,26 @@ namespace {
 // Fewest bytes of a nested carrier in a stream: its class-identifier length and its version.
 constexpr std::size_t kMinNestedBytes = 8;
 
-// The selection loops over the listed candidates. Candidates are not range-checked by the
-// format; an index that names no entity simply never matches.
-template <typename Entity, typename Test>
-void appendMatches(const std::vector<Entity>& entities, const std::vector<int>& candidates,
-                   Test test, std::vector<int>& result) {
-  const int n = static_cast<int>(entities.size());
-  for (int i : candidates) {
-    if (i >= 0 && i < n && test(entities[i])) result.push_back(i);
-  }
-}
+// The fixed lines of the selection raises, per operation and sense. Candidates are not
+// range-checked: one that names no entity never matches.
+constexpr selection::SitesBySense kFindInBall{{231}, {250}};
+constexpr selection::SitesBySense kFindInBox{{276}, {308}};
+constexpr selection::SitesBySense kIsInBall{{347}, {366}};
+// Deliberately spelled unlike every other site when touching.
+constexpr selection::SitesBySense kIsInBox{
+    {392}, {424, {0, 0, 0}, errors::kInvalidEntityDimensionUnderscored}};
 
-// True when every candidate passes (so for none); stops at the first failure.
-template <typename Entity, typename Test>
-bool allMatch(const std::vector<Entity>& entities, const std::vector<int>& candidates, Test test) {
-  const int n = static_cast<int>(entities.size());
-  for (int i : candidates) {
-    if (i < 0 || i >= n || !test(entities[i])) return false;
-  }
-  return true;
-}
-
-// True when some candidate passes (so not for none); stops at the first success.
-template <typename Entity, typename Test>
-bool anyMatch(const std::vector<Entity>& entities, const std::vector<int>& candidates, Test test) {
-  const int n = static_cast<int>(entities.size());
-  for (int i : candidates) {
-    if (i >= 0 && i < n && test(entities[i])) return true;
-  }
-  return false;
+// One selection over the curves (dim 1) and faces (dim 2), with a test that both kinds answer.
+template <typename Test>
+bool selectCurvesOrFaces(const selection::Sites& sites, selection::Answer answer, int dim,
+                         const std::vector<Curve2D>& curves, const std::vector<Face2D>& faces,
+                         const std::vector<int>& candidates, Test test,
+                         std::vector<int>* result = nullptr) {
+  const selection::EntityCounts counts = {-1, static_cast<int>(curves.size()),
+                                          static_cast<int>(faces.size()), -1};
+  return selection::run(
+      __FILE__, sites, answer, counts, dim, candidates,
+      [&](int d, int i) { return d == 1 ? test(curves[i]) : test(faces[i]); }, result);
 }
 
 }  // namespace
@@ -57,29 +50,29 @@ void RenderDrawGeom2D::allocate(int numFaces, int numCurves, int numPoints) {
 }
 
 void RenderDrawGeom2D::setFaceToCurveAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(faceToCurve_, lists, AdjacencyRule::AS_GIVEN);
+  drawgeom::setAdjacentLists(faceToCurve_, lists, drawgeom::AdjacencyRule::AS_GIVEN);
 }
 
 void RenderDrawGeom2D::setCurveToPointAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(curveToPoint_, lists, AdjacencyRule::AS_GIVEN);
+  drawgeom::setAdjacentLists(curveToPoint_, lists, drawgeom::AdjacencyRule::AS_GIVEN);
 }
 
 void RenderDrawGeom2D::setFaceToPointAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(faceToPoint_, lists, AdjacencyRule::AS_GIVEN);
+  drawgeom::setAdjacentLists(faceToPoint_, lists, drawgeom::AdjacencyRule::AS_GIVEN);
 }
 
 void RenderDrawGeom2D::setPointToCurveAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(pointToCurve_, lists, AdjacencyRule::AS_GIVEN);
+  drawgeom::setAdjacentLists(pointToCurve_, lists, drawgeom::AdjacencyRule::AS_GIVEN);
 }
 
 // The producer numbers faces from 1 here and writes 0 for "no face" (a point outside every face,
 // the outer side of a boundary curve).
 void RenderDrawGeom2D::setPointToFaceAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(pointToFace_, lists, AdjacencyRule::ONE_BASED_DROP_NONE);
+  drawgeom::setAdjacentLists(pointToFace_, lists, drawgeom::AdjacencyRule::ONE_BASED_DROP_NONE);
 }
 
 void RenderDrawGeom2D::setCurveToFaceAdjacent(const AdjacencyLists& lists) {
-  setAdjacentLists(curveToFace_, lists, AdjacencyRule::ONE_BASED_DROP_NONE);
+  drawgeom::setAdjacentLists(curveToFace_, lists, drawgeom::AdjacencyRule::ONE_BASED_DROP_NONE);
 }
 
 // The raises from here on carry the fixed lines of their error reports.
@@ -88,7 +81,7 @@ double RenderDrawGeom2D::getVolume(int dim, const std::vector<int>& entities) co
   if (dim == 1) {
     for (int i : entities) {
       if (i < 0 || i >= getNumberOfCurves()) {
-        DC_RAISE_AT(140, "VEXAL_assertion_failure");
+        DC_RAISE_AT(140, errors::kAssertionFailure);
       }
       // Deliberately all or nothing: one invalid curve, and there is no partial sum.
       if (!curves_[i].isValid()) return 0.0;
@@ -98,7 +91,7 @@ double RenderDrawGeom2D::getVolume(int dim, const std::vector<int>& entities) co
     for (int i : entities) {
       // Face areas are signed: clockwise triangles count negatively.
       if (i < 0 || i >= getNumberOfFaces()) {
-        DC_RAISE_AT(150, "VEXAL_assertion_failure");
+        DC_RAISE_AT(150, errors::kAssertionFailure);
       }
       if (!faces_[i].isValid()) return 0.0;
       measure += faces_[i].getArea();
@@ -120,9 +113,9 @@ double RenderDrawGeom2D::getBndArea(int dim, const std::vector<int>& faces) cons
   bool dangling = false;
   for (int f : faces) {
     if (f < 0 || f >= getNumberOfFaces()) {
-      DC_RAISE_AT(172, "VEXAL_assertion_failure");
+      DC_RAISE_AT(172, errors::kAssertionFailure);
     }
-    const AdjacentRun run = adjacentRun(faceToCurve_, f);
+    const drawgeom::AdjacentRun run = drawgeom::adjacentRun(faceToCurve_, f);
     for (int k = 0; k < run.count; ++k) {
       const int c = run.adjacents[k];
       if (c < 0 || c >= getNumberOfCurves()) {
@@ -145,129 +138,52 @@ double RenderDrawGeom2D::getBndArea(int dim, const std::vector<int>& faces) cons
 }
 
 void RenderDrawGeom2D::getBoundingBox(std::vector<float>& box) const {
-  box.clear();
-  box.push_back(box_.getMinX());
-  box.push_back(box_.getMaxX());
-  box.push_back(box_.getMinY());
-  box.push_back(box_.getMaxY());
+  box = box_.bounds();
 }
 
-std::vector<double> RenderDrawGeom2D::touchingBox(const std::vector<double>& box) const {
-  const float bounds[4] = {box_.getMinX(), box_.getMaxX(), box_.getMinY(), box_.getMaxY()};
-  return clipToGrownBounds(box, bounds, 2);
-}
-
-// The selection queries check the dimension before any candidate, so a refused call appends
-// nothing.
+// Inside: every vertex of the entity within the ball, the sphere included. Touching: a curve
+// with a segment strictly closer to the centre than r; a face with a boundary edge that reaches
+// the ball, or with the centre inside it. Unlike the box, the ball is used as given.
 void RenderDrawGeom2D::findEntitiesInBall(const std::vector<double>& c, double r, int dim,
                                           bool inside, const std::vector<int>& candidates,
                                           std::vector<int>& result) const {
-  if (inside) {
-    if (dim != 1 && dim != 2) {
-      DC_RAISE_AT(231, "Invalid entity dimension");
-    }
-    // Every vertex of the entity within the ball, the sphere included.
-    if (dim == 1) {
-      appendMatches(
-          curves_, candidates, [&](const Curve2D& e) { return e.insideBall(c, r); }, result);
-    } else {
-      appendMatches(
-          faces_, candidates, [&](const Face2D& e) { return e.insideBall(c, r); }, result);
-    }
-    return;
-  }
-  // Touching: a curve with a segment strictly closer to the centre than r; a face with a
-  // boundary edge that reaches the ball, or with the centre inside it. Unlike the box, the ball
-  // is used as given.
-  if (dim != 1 && dim != 2) {
-    DC_RAISE_AT(250, "Invalid entity dimension");
-  }
-  if (dim == 1) {
-    appendMatches(
-        curves_, candidates, [&](const Curve2D& e) { return e.intersectsBall(c, r); }, result);
-  } else {
-    appendMatches(
-        faces_, candidates, [&](const Face2D& e) { return e.intersectsBall(c, r); }, result);
-  }
+  selectCurvesOrFaces(
+      kFindInBall(inside), selection::Answer::APPEND, dim, curves_, faces_, candidates,
+      [&](const auto& e) { return inside ? e.insideBall(c, r) : e.intersectsBall(c, r); }, &result);
+}
+
+// Inside tests the caller's box unchanged. Touching: the box is first clipped to the bounding
+// box grown by a tenth of its larger side, so that a huge rubber band costs no more than one
+// around the model; the clipping comes before the dimension is checked.
+std::vector<double> RenderDrawGeom2D::queryBox(const std::vector<double>& box, bool inside) const {
+  if (inside) return box;
+  return drawgeom::clipToGrownBounds(box, box_.bounds().data(), 2);
 }
 
 void RenderDrawGeom2D::findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,
                                          const std::vector<int>& candidates,
                                          std::vector<int>& result) const {
-  if (inside) {
-    if (dim != 1 && dim != 2) {
-      DC_RAISE_AT(276, "Invalid entity dimension");
-    }
-    // The inside case tests the caller's box unchanged.
-    if (dim == 1) {
-      appendMatches(
-          curves_, candidates, [&](const Curve2D& e) { return e.insideBox(box); }, result);
-    } else {
-      appendMatches(
-          faces_, candidates, [&](const Face2D& e) { return e.insideBox(box); }, result);
-    }
-    return;
-  }
-  // Touching: the box is first clipped to the bounding box grown by a tenth of its larger side,
-  // so that a huge rubber band costs no more than one around the model; the clipping comes
-  // before the dimension is checked.
-  const std::vector<double> clipped = touchingBox(box);  // before the dimension is checked
-  if (dim != 1 && dim != 2) {
-    DC_RAISE_AT(308, "Invalid entity dimension");
-  }
-  if (dim == 1) {
-    appendMatches(
-        curves_, candidates, [&](const Curve2D& e) { return e.intersectsBox(clipped); }, result);
-  } else {
-    appendMatches(
-        faces_, candidates, [&](const Face2D& e) { return e.intersectsBox(clipped); }, result);
-  }
+  const std::vector<double> shape = queryBox(box, inside);
+  selectCurvesOrFaces(
+      kFindInBox(inside), selection::Answer::APPEND, dim, curves_, faces_, candidates,
+      [&](const auto& e) { return inside ? e.insideBox(shape) : e.intersectsBox(shape); }, &result);
 }
 
 // inside: every listed entity lies in the ball (true for none; stops at the first that does
 // not); touching: some listed entity touches it (false for none; stops at the first that does).
 bool RenderDrawGeom2D::isInBall(const std::vector<double>& c, double r, int dim, bool inside,
                                 const std::vector<int>& candidates) const {
-  if (inside) {
-    if (dim != 1 && dim != 2) {
-      DC_RAISE_AT(347, "Invalid entity dimension");
-    }
-    if (dim == 1) {
-      return allMatch(curves_, candidates, [&](const Curve2D& e) { return e.insideBall(c, r); });
-    }
-    return allMatch(faces_, candidates, [&](const Face2D& e) { return e.insideBall(c, r); });
-  }
-  // Touching: the ball as given, as in findEntitiesInBall.
-  if (dim != 1 && dim != 2) {
-    DC_RAISE_AT(366, "Invalid entity dimension");
-  }
-  if (dim == 1) {
-    return anyMatch(curves_, candidates, [&](const Curve2D& e) { return e.intersectsBall(c, r); });
-  }
-  return anyMatch(faces_, candidates, [&](const Face2D& e) { return e.intersectsBall(c, r); });
+  return selectCurvesOrFaces(
+      kIsInBall(inside), selection::testAnswer(inside), dim, curves_, faces_, candidates,
+      [&](const auto& e) { return inside ? e.insideBall(c, r) : e.intersectsBall(c, r); });
 }
 
 bool RenderDrawGeom2D::isInBox(const std::vector<double>& box, int dim, bool inside,
                                const std::vector<int>& candidates) const {
-  if (inside) {
-    if (dim != 1 && dim != 2) {
-      DC_RAISE_AT(392, "Invalid entity dimension");
-    }
-    if (dim == 1) {
-      return allMatch(curves_, candidates, [&](const Curve2D& e) { return e.insideBox(box); });
-    }
-    return allMatch(faces_, candidates, [&](const Face2D& e) { return e.insideBox(box); });
-  }
-  // Touching: the clipped box, as in findEntitiesInBox.
-  const std::vector<double> clipped = touchingBox(box);
-  if (dim != 1 && dim != 2) {
-    DC_RAISE_AT(424, "Invalid_entity_dimension");  // deliberately spelled unlike every other site
-  }
-  if (dim == 1) {
-    return anyMatch(curves_, candidates,
-                    [&](const Curve2D& e) { return e.intersectsBox(clipped); });
-  }
-  return anyMatch(faces_, candidates, [&](const Face2D& e) { return e.intersectsBox(clipped); });
+  const std::vector<double> shape = queryBox(box, inside);
+  return selectCurvesOrFaces(
+      kIsInBox(inside), selection::testAnswer(inside), dim, curves_, faces_, candidates,
+      [&](const auto& e) { return inside ? e.insideBox(shape) : e.intersectsBox(shape); });
 }
 
 int RenderDrawGeom2D::numUniquePointsEstimate() const {
@@ -283,7 +199,7 @@ int RenderDrawGeom2D::numUniquePointsEstimate() const {
 }
 
 int RenderDrawGeom2D::getMLRenderPointSize() const {
-  return getNumberOfPoints() + totalVertices(curves_) + totalVertices(faces_);
+  return getNumberOfPoints() + drawgeom::totalVertices(curves_) + drawgeom::totalVertices(faces_);
 }
 
 int RenderDrawGeom2D::getMLRenderVtxSize() const {
@@ -291,7 +207,7 @@ int RenderDrawGeom2D::getMLRenderVtxSize() const {
 }
 
 int RenderDrawGeom2D::getMLRenderEdgSize() const {
-  return totalSegments(curves_);
+  return drawgeom::totalSegments(curves_);
 }
 
 int RenderDrawGeom2D::getMLRenderTriSize() const {
@@ -308,7 +224,7 @@ void RenderDrawGeom2D::getMLRenderData(std::vector<std::vector<float>>& coords,
   const int edges = getMLRenderEdgSize();
   for (int v = 2; v <= 4; ++v)
     elements[v].reserve(edges > 0 ? std::size_t(edges) : 0);
-  int position = exportPointsAndCurves(coords, elements, points_, curves_);
+  int position = drawgeom::exportPointsAndCurves(coords, elements, points_, curves_);
 
   const int triangles = getMLRenderTriSize();
   for (int v = 5; v <= 8; ++v)
@@ -316,7 +232,7 @@ void RenderDrawGeom2D::getMLRenderData(std::vector<std::vector<float>>& coords,
   for (int f = 0; f < getNumberOfFaces(); ++f) {
     const Face2D& face = faces_[f];
     const int n = face.getNumberOfVertices();
-    writePositions(coords, position, face.getVertexArray(), n);
+    drawgeom::writePositions(coords, position, face.getVertexArray(), n);
     const int* corners = face.getTriangleArray();
     for (int t = 0; t < face.getNumberOfTriangles(); ++t) {
       for (int j = 0; j < 3; ++j) {

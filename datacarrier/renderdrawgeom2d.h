@@ -122,8 +122,9 @@ class QVDATACARRIER_EXPORT RenderDrawGeom2D : public RenderDrawGeom {
   void deserializeAttributes(ISerialStream& is);
 
  private:
-  // The caller's box for the touching queries, clipped to the grown bounding box.
-  std::vector<double> touchingBox(const std::vector<double>& box) const;
+  // The box a box query tests: the caller's for inside, clipped to the grown bounding box for
+  // touching.
+  std::vector<double> queryBox(const std::vector<double>& box, bool inside) const;
 
   BoundingBox2D box_;
   std::vector<Face2D> faces_;

@@ -1,5 +1,6 @@
 #include "datacarrier/renderdrawproj2d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/serialio.h"
 
 namespace nkdatacarrier {
@@ -27,7 +28,7 @@ void RenderDrawProj2D::allocate(int numCurves, int numPoints) {
 }
 
 nkboost::shared_ptr<RenderDrawGeom> RenderDrawProj2D::clone() const {
-  return cloneObject(*this);
+  return drawgeom::cloneObject(*this);
 }
 
 double RenderDrawProj2D::getVolume(int, const std::vector<int>&) const {
@@ -39,23 +40,19 @@ double RenderDrawProj2D::getBndArea(int, const std::vector<int>&) const {
 }
 
 void RenderDrawProj2D::getBoundingBox(std::vector<float>& box) const {
-  box.clear();
-  box.push_back(box_.getMinX());
-  box.push_back(box_.getMaxX());
-  box.push_back(box_.getMinY());
-  box.push_back(box_.getMaxY());
+  box = box_.bounds();
 }
 
 // These raises carry the fixed lines of their error reports.
 void RenderDrawProj2D::findEntitiesInBall(const std::vector<double>&, double, int, bool,
                                           const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE_AT(66, "findEntitiesInBall not implemented in proj2D");
+  DC_RAISE_AT(66, errors::kFindEntitiesInBallNotProj2D);
 }
 
 // A projection is drawn and snapped to, never selected.
 void RenderDrawProj2D::findEntitiesInBox(const std::vector<double>&, int, bool,
                                          const std::vector<int>&, std::vector<int>&) const {
-  DC_RAISE_AT(72, "findEntitiesInBox not implemented in proj2D");
+  DC_RAISE_AT(72, errors::kFindEntitiesInBoxNotProj2D);
 }
 
 void RenderDrawProj2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const {
@@ -81,7 +78,7 @@ void RenderDrawProj2D::serializeRaw(OSerialStream& os, nkbase::Prop& prop) const
     os << curveTypes_[i];  // no label of its own
   }
   os.label("");
-  writeSnapCoords(os, snap_);
+  drawgeom::writeSnapCoords(os, snap_);
 }
 
 void RenderDrawProj2D::deserializeRaw(ISerialStream& is) {
@@ -107,7 +104,7 @@ void RenderDrawProj2D::deserializeRaw(ISerialStream& is) {
     c.deserialize(is);
     is >> curveTypes_[i];
   });
-  readSnapCoords(is, snap_, SnapRead::KEEP_PRESENT);
+  drawgeom::readSnapCoords(is, snap_, drawgeom::SnapRead::KEEP_PRESENT);
 }
 
 }  // namespace nkdatacarrier

@@ -12,6 +12,7 @@
 #include "datacarrier/classidentity.h"
 #include "datacarrier/curve2d.h"
 #include "datacarrier/datacarrierexport.h"
+#include "datacarrier/errorcodes.h"
 #include "datacarrier/point2d.h"
 #include "datacarrier/renderdrawgeom.h"
 
@@ -78,18 +79,16 @@ class QVDATACARRIER_EXPORT RenderDrawProj2D : public RenderDrawGeom {
                          std::vector<int>& result) const override;
   bool isInBall(const std::vector<double>&, double, int, bool,
                 const std::vector<int>&) const override {
-    throw nkbase::Exception("datacarrier/renderdrawproj2d.h", 159,
-                            "isInBall not implemented in proj2D");
+    throw nkbase::Exception("datacarrier/renderdrawproj2d.h", 159, errors::kIsInBallNotProj2D);
   }
 
   bool isInBox(const std::vector<double>&, int, bool, const std::vector<int>&) const override {
-    throw nkbase::Exception("datacarrier/renderdrawproj2d.h", 163,
-                            "isInBox not implemented in proj2D");
+    throw nkbase::Exception("datacarrier/renderdrawproj2d.h", 163, errors::kIsInBoxNotProj2D);
   }
 
   int numUniquePointsEstimate() const override {
     throw nkbase::Exception("datacarrier/renderdrawproj2d.h", 167,
-                            "numUniquePointsEstimate not implemented in proj2D");
+                            errors::kNumUniquePointsEstimateNotProj2D);
   }
 
  private:

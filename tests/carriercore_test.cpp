@@ -6,6 +6,7 @@
 #include "datacarrier/boundingbox2d.h"
 #include "datacarrier/idatacarrier.h"
 #include "datacarrier/internal/raise.h"
+#include "datacarrier/internal/selection.h"
 #include "datacarrier/internal/serialio.h"
 #include "qvutil/textstream.h"
 #include "recordingstream.h"
@@ -85,6 +86,32 @@ TEST(SerialIO, VersionWindowIsInclusive) {
               "Incompatible_native_file_version");
     EXPECT_EQ(in.consumed(), 1u);
   }
+}
+
+// The checked form of the selection driver, which the 1D and 2D geometries do not use: a
+// candidate out of range raises on its dimension's line after the matches before it.
+TEST(Selection, CheckedCandidatesRaiseOnTheirDimensionsLine) {
+  const selection::Sites sites{9, {11, 12, 0}};
+  const selection::EntityCounts counts{-1, 2, 3, 1};  // no points; dimension 3 unchecked
+  const auto even = [](int, int i) { return i % 2 == 0; };
+  std::vector<int> found{7};
+  const auto find = [&](int dim, const std::vector<int>& candidates) {
+    return qvtest::raiseSite([&] {
+      selection::run("x/datacarrier/g.cpp", sites, selection::Answer::APPEND, counts, dim,
+                     candidates, even, &found);
+    });
+  };
+  EXPECT_EQ(find(2, {0, 1, 2, 3, 0}), "datacarrier/g:12 VEXAL_assertion_failure");
+  EXPECT_EQ(find(1, {-1}), "datacarrier/g:11 VEXAL_assertion_failure");
+  EXPECT_EQ(find(0, {}), "datacarrier/g:9 Invalid entity dimension");
+  EXPECT_EQ(find(4, {0}), "datacarrier/g:9 Invalid entity dimension");
+  EXPECT_EQ(find(3, {5, 0}), "none");
+  EXPECT_EQ(found, (std::vector<int>{7, 0, 2, 0}));
+  using selection::Answer;
+  EXPECT_TRUE(selection::run("g.cpp", sites, Answer::ALL, counts, 2, {}, even));
+  EXPECT_FALSE(selection::run("g.cpp", sites, Answer::ALL, counts, 3, {0, 1}, even));
+  EXPECT_FALSE(selection::run("g.cpp", sites, Answer::ANY, counts, 2, {}, even));
+  EXPECT_TRUE(selection::run("g.cpp", sites, Answer::ANY, counts, 2, {1, 2}, even));
 }
 
 }  // namespace

@@ -97,6 +97,28 @@ std::vector<T> streamCopies(const T& carrier) {
   return copies;
 }
 
+// Each of `versions` is refused before anything else is read: "Incompatible_native_file_version"
+// after one value, with `object` left as it was. `site` is the start of the report's
+// "module:line" ("datacarrier/x:" or "datacarrier/x:77"), or empty.
+template <typename T>
+void expectVersionsRefused(const T& object, const std::vector<int>& versions,
+                           const std::string& site = "") {
+  for (int version : versions) {
+    ForgedIStream in({version});  // a reader that went on would raise "End_of_file_reached"
+    T r = object;
+    try {
+      r.deserializeRaw(in);
+      ADD_FAILURE() << "version " << version << " accepted";
+    } catch (const nkbase::Exception& e) {
+      EXPECT_EQ(e.getCode(), "Incompatible_native_file_version") << version;
+      const std::string where = e.getModule() + ":" + std::to_string(e.getLine());
+      EXPECT_EQ(where.substr(0, site.size()), site) << version;
+    }
+    EXPECT_EQ(in.consumed(), 1u) << version;
+    EXPECT_EQ(binaryOf(r), binaryOf(object)) << version;
+  }
+}
+
 template <typename T>
 void expectEveryTruncationRaisesEndOfFile(const T& carrier) {
   const std::vector<char> bytes = binaryOf(carrier);

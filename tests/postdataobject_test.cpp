@@ -322,21 +322,14 @@ TEST(PostDataObjectBlocks, BadParameterVectorsRaiseAndLeaveTheObjectAlone) {
 
 // Consumers' error tables know these three reports by their module and line.
 TEST(PostDataObjectErrors, ReportsCarryTheirFixedModuleAndLine) {
-  auto origin = [](auto&& f) {
-    try {
-      f();
-    } catch (const nkbase::Exception& e) {
-      return e.getModule() + ":" + std::to_string(e.getLine());
-    }
-    return std::string("none");
-  };
+  using qvtest::raiseSite;
   ForgedIStream badVersion({2});
-  EXPECT_EQ(origin([&] { PostDataObject().deserializeRaw(badVersion); }),
-            "datacarrier/postdataobject:1181");
-  EXPECT_EQ(origin([] { PostDataObject().initFromParameters(std::vector<int>(24, 1)); }),
-            "datacarrier/postdataobject:1222");
-  EXPECT_EQ(origin([] { PostDataObject().initFromParameters(std::vector<int>(25, 0)); }),
-            "datacarrier/postdataobject:1226");
+  EXPECT_EQ(raiseSite([&] { PostDataObject().deserializeRaw(badVersion); }),
+            "datacarrier/postdataobject:1181 Incompatible_native_file_version");
+  EXPECT_EQ(raiseSite([] { PostDataObject().initFromParameters(std::vector<int>(24, 1)); }),
+            "datacarrier/postdataobject:1222 End_of_file_reached");
+  EXPECT_EQ(raiseSite([] { PostDataObject().initFromParameters(std::vector<int>(25, 0)); }),
+            "datacarrier/postdataobject:1226 Incompatible_native_file_version");
 }
 
 // ---- scaling ----

@@ -25,7 +25,6 @@ using qvtest::ForgedIStream;
 
 namespace {
 
-using qvtest::raiseSite;
 using qvtest::written;
 
 using Snap = std::vector<std::vector<double>>;
@@ -115,20 +114,11 @@ TEST(RenderDrawSerialization, ReadingReplacesTheSnappingList) {
 
 TEST(RenderDrawSerialization, RefusedAndCorruptStreamsChangeNothing) {
   // A newer version is refused before anything else is read; so is a negative one.
-  const auto refuse = [](auto& d, const std::string& where) {
-    ForgedIStream newer({1, 0, 10, 99});
-    EXPECT_EQ(raiseSite([&] { d.deserializeRaw(newer); }), where);
-    EXPECT_EQ(newer.consumed(), 1u);
-    EXPECT_EQ(d.getId(), 3);
-    ForgedIStream negative({-1});
-    EXPECT_EQ(codeOf([&] { d.deserializeRaw(negative); }), "Incompatible_native_file_version");
-  };
   RenderDraw1D d1(RenderDrawGeom1D::DRAW_1D_A, 3);
   d1.setSnapCoord({1});
-  refuse(d1, "datacarrier/renderdraw1d:77 Incompatible_native_file_version");
-  EXPECT_EQ(d1.getSnapCoord(), (std::vector<double>{1}));
-  RenderDraw2D d2(RenderDrawGeom2D::DRAW_2D_A, 3);
-  refuse(d2, "datacarrier/renderdraw2d:70 Incompatible_native_file_version");
+  qvtest::expectVersionsRefused(d1, {1, -1}, "datacarrier/renderdraw1d:77");
+  qvtest::expectVersionsRefused(RenderDraw2D(RenderDrawGeom2D::DRAW_2D_A, 3), {1, -1},
+                                "datacarrier/renderdraw2d:70");
 
   // An empty drawing's stream ends with its snapping count: make it negative, then huge.
   const auto corrupt = [](auto empty) {

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "carrierstreamchecks.h"
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/postdataobject.h"
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdrawproj2d.h"
@@ -13,6 +14,7 @@
 
 using nkdatacarrier::Adjacent;
 using nkdatacarrier::RenderDrawGeom;
+namespace drawgeom = nkdatacarrier::drawgeom;
 
 namespace {
 
@@ -22,17 +24,15 @@ using qvtest::written;
 using Coords = std::vector<std::vector<float>>;
 using Ints = std::vector<int>;
 
-// A concrete draw geometry that opens the protected helpers of the base to the tests and lets
+// A concrete draw geometry that opens the protected members of the base to the tests and lets
 // them choose the size estimate that the point merging is given.
 class ProbeGeom : public nkdatacarrier::RenderDraw1D {
  public:
   ProbeGeom() = default;
   ProbeGeom(Type type, int id) : RenderDraw1D(RenderDrawGeom1D::Type1D(type), id) {}
-  using RenderDrawGeom::AdjacencyRule;
   using RenderDrawGeom::deserializeAttributes;
   using RenderDrawGeom::mergeRenderPoints;
   using RenderDrawGeom::serializeAttributes;
-  using RenderDrawGeom::setAdjacentLists;
   using RenderDrawGeom::uniquePoints;
   int numUniquePointsEstimate() const override { return estimate; }
   int estimate = 0;
@@ -177,10 +177,10 @@ TEST(RenderDrawGeomUniquePoints, MergeRenderPointsMapsOnlyThePositionVectors) {
 
 TEST(RenderDrawGeomAdjacency, LeadingListsCanBeSkipped) {
   Adjacent target;
-  ProbeGeom::setAdjacentLists(target, {{{9, 9}}, {{1, 0}}}, ProbeGeom::AdjacencyRule::AS_GIVEN, 1);
+  drawgeom::setAdjacentLists(target, {{{9, 9}}, {{1, 0}}}, drawgeom::AdjacencyRule::AS_GIVEN, 1);
   EXPECT_EQ(target.getNumberOfFromIndices(), 1);
   EXPECT_EQ(target.getAdjacents(0)[0], 1);
-  ProbeGeom::setAdjacentLists(target, {{{9, 9}}}, ProbeGeom::AdjacencyRule::AS_GIVEN, 3);
+  drawgeom::setAdjacentLists(target, {{{9, 9}}}, drawgeom::AdjacencyRule::AS_GIVEN, 3);
   EXPECT_EQ(target.getNumberOfFromIndices(), 0);
   EXPECT_EQ(target.getTotalNumberOfAdjacents(), 0);
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "datacarrier/classidentity.h"
+#include "datacarrier/errorcodes.h"
 #include "datacarrier/internal/raise.h"
 #include "qvutil/serializable.h"
 #include "qvutil/serialstream.h"
@@ -30,15 +31,13 @@ namespace nkdatacarrier {
 
 namespace serialio {
 
-inline const char* const kIncompatibleVersion = "Incompatible_native_file_version";
-
 // Reads the version as an int and raises "Incompatible_native_file_version" (reading nothing
 // further) unless oldest <= version <= newest.
 inline int readVersion(ISerialStream& is, int oldest, int newest, const char* file, int line) {
   int version = 0;
   is >> version;
   if (version < oldest || version > newest) {
-    raiseError(file, line, kIncompatibleVersion);  // the library's codes carry no message
+    raiseError(file, line, errors::kIncompatibleVersion);  // the library's codes carry no message
   }
   return version;
 }

@@ -44,16 +44,6 @@ struct HasIsValid : std::false_type {};
 template <typename T>
 struct HasIsValid<T, std::void_t<decltype(std::declval<const T&>().isValid())>> : std::true_type {};
 
-inline void boxFields(const nkdatacarrier::BoundingBox1D& b, std::vector<float>& out) {
-  out = {b.getMinX(), b.getMaxX()};
-}
-inline void boxFields(const nkdatacarrier::BoundingBox2D& b, std::vector<float>& out) {
-  out = {b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY()};
-}
-inline void boxFields(const nkdatacarrier::BoundingBox3D& b, std::vector<float>& out) {
-  out = {b.getMinX(), b.getMaxX(), b.getMinY(), b.getMaxY(), b.getMinZ(), b.getMaxZ()};
-}
-
 // Declares a detector and a reader for one count accessor.
 #define DCTOOL_COUNT(Method, name)                                                     \
   template <typename T, typename = void>                                               \
@@ -112,7 +102,7 @@ void summarise(const T& object, Summary& s) {
   if constexpr (detail::HasBoxIntoVector<T>::value) {
     object.getBoundingBox(s.boundingBox);
   } else if constexpr (detail::HasBoxMember<T>::value) {
-    detail::boxFields(object.getBoundingBox(), s.boundingBox);
+    s.boundingBox = object.getBoundingBox().bounds();
   }
   if constexpr (detail::HasIsValid<T>::value) s.valid = object.isValid() ? 1 : 0;
 }
