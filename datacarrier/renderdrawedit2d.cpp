@@ -1,5 +1,6 @@
 #include "datacarrier/renderdrawedit2d.h"
 
+#include "datacarrier/internal/drawgeomtools.h"
 #include "datacarrier/internal/serialio.h"
 
 #include <algorithm>
@@ -303,7 +304,7 @@ std::string RenderDrawEdit2D::getClassID() const {
 }
 
 nkboost::shared_ptr<RenderDrawGeom> RenderDrawEdit2D::clone() const {
-  return cloneObject(*this);
+  return drawgeom::cloneObject(*this);
 }
 
 void RenderDrawEdit2D::addVertex(const Vertex& vertex) {

@@ -135,7 +135,16 @@ void RenderDrawGeom::uniquePoints(std::vector<std::vector<float>>& coords,
   map.assign(n, -1);
   std::vector<double> point(d);
   int count = 0;
+  // The table lookups are random accesses: hint the hash map a few points ahead so that their
+  // memory latency overlaps the work on the current points.
+  constexpr std::size_t kAhead = 8;
+  std::vector<double> ahead(d);
   for (std::size_t i = 0; i < n; ++i) {
+    if (i + kAhead < n) {
+      for (std::size_t k = 0; k < d; ++k)
+        ahead[k] = double(coords[k][i + kAhead]);
+      hash.prefetch(ahead.data());
+    }
     for (std::size_t k = 0; k < d; ++k)
       point[k] = double(coords[k][i]);
     const std::pair<const int*, bool> found = hash.insert(point.data(), count, true);

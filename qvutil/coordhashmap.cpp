@@ -44,10 +44,11 @@ CoordHashMap::CoordHashMap(unsigned dim, double maxAbsCoord, unsigned sizeHint, 
   }
   // A hint of 2^31 or more is the unsigned image of a negative count: no hint at all.
   const unsigned reserve = sizeHint >= (1u << 31) ? 0 : std::min(sizeHint, kMaxReserve);
-  // Room for the hinted points at most half full, each placed in about 1.5 cells. Untouched
-  // slots cost no memory, so a generous table is cheap.
+  // Room for the hinted points, each placed in about 1.5 cells, with the table at most half
+  // full, so that the hinted points never make it grow. Untouched slots cost no memory, so a
+  // generous table is cheap.
   std::size_t slots = 16;
-  while (slots < 3 * static_cast<std::size_t>(reserve) / 2)
+  while (slots < 3 * static_cast<std::size_t>(reserve))
     slots *= 2;
   allocateSlots(slots);
   scratch_.resize(4 * static_cast<std::size_t>(dim_));
@@ -98,6 +99,31 @@ std::uint32_t CoordHashMap::searchRun(std::uint64_t hash, const double* coords,
     if (all) best = e;
   }
   return best;
+}
+
+void CoordHashMap::prefetch(const double* coords) const {
+  if (neverMatch_ || dim_ > kMaxInlineDim) return;
+  for (unsigned d = 0; d < dim_; ++d) {
+    if (!std::isfinite(coords[d])) return;
+  }
+  // The cells of the point's tolerance box, as forEachCellOfBox visits them: a new point is
+  // placed in each, and the lookup reads the point's own cell, which is one of them.
+  std::int64_t lo[kMaxInlineDim], hi[kMaxInlineDim], cell[kMaxInlineDim];
+  const double span = tol_ * (1.0 + 1e-12);
+  for (unsigned d = 0; d < dim_; ++d) {
+    lo[d] = cell[d] = cellWidth_ == 0.0 ? cellOf(coords[d]) : cellOf(coords[d] - span);
+    hi[d] = cellWidth_ == 0.0 ? lo[d] : cellOf(coords[d] + span);
+  }
+  for (;;) {
+    __builtin_prefetch(&slots_[(hashCell(cell) >> 7) & mask_], 1);
+    unsigned d = 0;
+    while (d < dim_ && cell[d] == hi[d]) {
+      cell[d] = lo[d];
+      ++d;
+    }
+    if (d == dim_) break;
+    ++cell[d];
+  }
 }
 
 void CoordHashMap::placeEntry(std::uint32_t entry, std::uint64_t hash) {

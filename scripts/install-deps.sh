@@ -3,6 +3,7 @@
 #   scripts/install-deps.sh test   # the test suite (and the sanitizer run): compiler, CMake,
 #                                  # GoogleTest, Google Benchmark, pkg-config
 #   scripts/install-deps.sh demo   # the libraries and dctool only
+#   scripts/install-deps.sh models # the meshed-model test: the mesher's library and JSON
 # Runs apt-get as root, or through sudo for another user. Nothing is installed twice.
 set -euo pipefail
 
@@ -14,6 +15,8 @@ PACKAGES=(
   "pkg-config test"
   "libgtest-dev test"
   "libbenchmark-dev test"
+  "libgmsh-dev test models"
+  "nlohmann-json3-dev test models"
 )
 
 if [ $# -eq 0 ]; then

@@ -57,6 +57,13 @@ case $case in
     expect_out "bounding box:      x 0 .. 3, y 0 .. 2.5999999"
     run 0 info --json "$dir/sketch.bin"
     expect_out '"counts": {"vertices": 5, "edges": 4}, "degrees": [1, 2, 3, 1]'
+    run 0 info "$dir/drawing3d.bin"
+    expect_out "entities:          0 points, 0 curves, 6 sheets, 1 solids"
+    expect_out "bounding box:      x 0 .. 2, y 0 .. 1, z 0 .. 1"
+    expect_out "solid volumes:     2"
+    expect_out "solid boundary areas: 10"
+    run 0 info --json "$dir/drawing3d.txt"
+    expect_out '"solid volumes": [2], "solid boundary areas": [10]'
     run 0 info --json "$dir/impression.bin"
     expect_out '"class": "Impression", "dataCarrierType": 9'
     expect_out '"boundingBox": {"x": [1, 3], "y": [0.5, 1.5]}'

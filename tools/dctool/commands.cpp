@@ -95,7 +95,8 @@ const Command* findCommand(const std::string& name) {
       {"info",
        "usage: dctool info FILE [--json]\n\n"
        "Prints the class, the data-carrier type, the entity counts and the bounding box of a\n"
-       "carrier file; --json prints the same as one JSON object.\n",
+       "carrier file, and the volume and boundary area of every solid of a 3D drawing;\n"
+       "--json prints the same as one JSON object.\n",
        runInfo},
       {"convert",
        "usage: dctool convert IN OUT [--text|--binary]\n\n"
@@ -168,8 +169,12 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
       }
       out << "}";
     }
-    for (const auto& [name, value] : s.measures)
-      out << ", " << jsonString(name) << ": " << number(value, true);
+    for (const auto& [name, values] : s.measures) {
+      out << ", " << jsonString(name) << ": [";
+      for (std::size_t i = 0; i < values.size(); ++i)
+        out << (i ? ", " : "") << number(values[i], true);
+      out << "]";
+    }
     out << "}\n";
     return 0;
   }
@@ -201,9 +206,11 @@ int runInfo(const std::vector<std::string>& args, std::ostream& out) {
     }
     out << "\n";
   }
-  for (const auto& [name, value] : s.measures) {
-    out << name << ":" << std::string(name.size() < 18 ? 18 - name.size() : 1, ' ')
-        << number(value, false) << "\n";
+  for (const auto& [name, values] : s.measures) {
+    out << (name + ":").append(std::max<std::size_t>(19, name.size() + 2) - name.size() - 1, ' ');
+    for (std::size_t i = 0; i < values.size(); ++i)
+      out << (i ? ", " : "") << number(values[i], false);
+    out << "\n";
   }
   return 0;
 }

@@ -1,5 +1,6 @@
 #include "demosamples.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -8,6 +9,7 @@
 #include "datacarrier/postdataobject.h"
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdraw2d.h"
+#include "datacarrier/renderdraw3d.h"
 #include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
 #include "qvutil/array.h"
@@ -339,11 +341,64 @@ DemoSample sketchSample() {
           true};
 }
 
+// A 2 x 1 x 1 block as one solid: six sheets of two triangles each, counter-clockwise seen
+// from outside with outward normals, the solid on their inner side (orientation -1).
+DemoSample drawing3dSample() {
+  static const float kCorners[6][4][3] = {
+      {{0, 0, 0}, {0, 0, 1}, {0, 1, 1}, {0, 1, 0}}, {{2, 0, 0}, {2, 1, 0}, {2, 1, 1}, {2, 0, 1}},
+      {{0, 0, 0}, {2, 0, 0}, {2, 0, 1}, {0, 0, 1}}, {{0, 1, 0}, {0, 1, 1}, {2, 1, 1}, {2, 1, 0}},
+      {{0, 0, 0}, {0, 1, 0}, {2, 1, 0}, {2, 0, 0}}, {{0, 0, 1}, {2, 0, 1}, {2, 1, 1}, {0, 1, 1}}};
+  static const float kNormals[6][3] = {{-1, 0, 0}, {1, 0, 0},  {0, -1, 0},
+                                       {0, 1, 0},  {0, 0, -1}, {0, 0, 1}};
+  auto block = std::make_shared<RenderDraw3D>(RenderDrawGeom3D::DRAW_3D_A, 300);
+  block->setLabel("block");
+  block->allocate(1, 6, 0, 0);
+  RenderDrawGeom::AdjacencyLists solidToSheet(2);
+  RenderDrawGeom::AdjacencyLists sheetToSolid;
+  for (int f = 0; f < 6; ++f) {
+    Sheet3D& s = block->sheet(f);
+    s.allocate(4, 2);
+    float lo[3] = {2, 1, 1};
+    float hi[3] = {0, 0, 0};
+    for (int v = 0; v < 4; ++v) {
+      const float* c = kCorners[f][v];
+      s.setVertex(v, c[0], c[1], c[2], kNormals[f][0], kNormals[f][1], kNormals[f][2]);
+      for (int k = 0; k < 3; ++k) {
+        lo[k] = std::min(lo[k], c[k]);
+        hi[k] = std::max(hi[k], c[k]);
+      }
+    }
+    s.setTriangle(0, 0, 1, 2);
+    s.setTriangle(1, 0, 2, 3);
+    s.setBoundingBox3D(BoundingBox3D(lo[0], hi[0], lo[1], hi[1], lo[2], hi[2]));
+    s.setUp(-1);  // the outside
+    s.setDown(0);
+    s.setValid(true);
+    s.setComplete(true);
+    solidToSheet[1].push_back({f, 0});
+  }
+  block->setSolidToSheetAdjacent(solidToSheet);
+  Adjacent& sides = block->sheetToSolidAdjacent();
+  sides.allocate(6, 6);
+  for (int f = 0; f < 6; ++f)
+    sides.setAdjacent(f, std::vector<std::pair<int, int>>{{0, -1}});
+  block->setBoundingBox3D(BoundingBox3D(0.0f, 2.0f, 0.0f, 1.0f, 0.0f, 1.0f));
+  block->setBoundingBoxSolid(0, BoundingBox3D(0.0f, 2.0f, 0.0f, 1.0f, 0.0f, 1.0f));
+  return {"drawing3d", "3D drawing: a 2 x 1 x 1 block", block, [block](std::ostream& out) {
+            std::vector<std::vector<double>> hits;
+            block->findLineIntersections({0.5, 0.5, -1.0}, {0.5, 0.5, 2.0}, hits);
+            out << "  volume " << block->getVolume(3, {0}) << ", boundary area "
+                << block->getBndArea(3, {0}) << "; (1, 0.5, 0.5) inside: "
+                << (block->pointInSolid({1.0, 0.5, 0.5}, 0) ? "yes" : "no")
+                << "; a vertical pick hits " << hits.size() << " sheet(s)\n";
+          }};
+}
+
 }  // namespace
 
 std::vector<DemoSample> demoSamples() {
-  return {drawingSample(), projectionSample(), sketchSample(), lineSample(),
-          plotSample(),    impressionSample(), symbolSample()};
+  return {drawingSample(),   projectionSample(), sketchSample(),     lineSample(),
+          drawing3dSample(), plotSample(),       impressionSample(), symbolSample()};
 }
 
 }  // namespace dctool

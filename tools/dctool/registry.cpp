@@ -16,6 +16,7 @@
 #include "datacarrier/postdataobject.h"
 #include "datacarrier/renderdraw1d.h"
 #include "datacarrier/renderdraw2d.h"
+#include "datacarrier/renderdraw3d.h"
 #include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
 #include "datacarrier/sheet3d.h"
@@ -41,6 +42,7 @@ const std::vector<CarrierClass>& carrierClasses() {
       // Top-level carriers.
       entry<RenderDraw1D>(),
       entry<RenderDraw2D>(),
+      entry<RenderDraw3D>(),
       entry<RenderDrawProj2D>(),
       entry<RenderDrawEdit2D>(),  // identified by getClassID alone: it has no static one
       entry<PostDataObject>(),

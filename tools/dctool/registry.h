@@ -20,7 +20,8 @@ struct Summary {
   std::vector<float> boundingBox;  // (min, max) per axis; empty when the class has none
   int valid = -1;                  // -1: the class has no validity flag
   std::vector<int> degrees;        // the polynomial degree of each curve that has one
-  std::vector<std::pair<std::string, double>> measures;  // named sizes: length, area
+  // Named measures: one value (a curve's "length") or one per entity ("solid volumes").
+  std::vector<std::pair<std::string, std::vector<double>>> measures;
 };
 
 struct CarrierClass {

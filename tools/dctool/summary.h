@@ -56,6 +56,15 @@ struct HasIsValid<T, std::void_t<decltype(std::declval<const T&>().isValid())>> 
     if constexpr (Has##Method<T>::value) s.counts.emplace_back(name, object.Method()); \
   }
 
+// A geometry with solids that measures them (getVolume and getBndArea of dimension 3).
+template <typename T, typename = void>
+struct HasSolidMeasures : std::false_type {};
+template <typename T>
+struct HasSolidMeasures<T, std::void_t<decltype(std::declval<const T&>().getNumberOfSolids()),
+                                       decltype(std::declval<const T&>().getBndArea(
+                                           3, std::declval<const std::vector<int>&>()))>>
+    : std::true_type {};
+
 DCTOOL_COUNT(getNumberOfPoints, "points")
 DCTOOL_COUNT(getNumberOfCurves, "curves")
 DCTOOL_COUNT(getNumberOfFaces, "faces")
@@ -105,17 +114,28 @@ void summarise(const T& object, Summary& s) {
     s.boundingBox = object.getBoundingBox().bounds();
   }
   if constexpr (detail::HasIsValid<T>::value) s.valid = object.isValid() ? 1 : 0;
+  if constexpr (detail::HasSolidMeasures<T>::value) {
+    std::vector<double> volumes, areas;
+    for (int i = 0; i < object.getNumberOfSolids(); ++i) {
+      volumes.push_back(object.getVolume(3, {i}));
+      areas.push_back(object.getBndArea(3, {i}));
+    }
+    if (!volumes.empty()) {
+      s.measures.emplace_back("solid volumes", volumes);
+      s.measures.emplace_back("solid boundary areas", areas);
+    }
+  }
 }
 
 // The 3D curve adds its length, the sheet its area (0 unless its mesh is complete) to what every
 // class shows.
 inline void summarise(const nkdatacarrier::Curve3D& curve, Summary& s) {
   summarise<nkdatacarrier::Curve3D>(curve, s);
-  s.measures.emplace_back("length", curve.getLength());
+  s.measures.push_back({"length", {curve.getLength()}});
 }
 inline void summarise(const nkdatacarrier::Sheet3D& sheet, Summary& s) {
   summarise<nkdatacarrier::Sheet3D>(sheet, s);
-  s.measures.emplace_back("area", sheet.getArea());
+  s.measures.push_back({"area", {sheet.getArea()}});
 }
 
 }  // namespace dctool

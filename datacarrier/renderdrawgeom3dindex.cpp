@@ -1,0 +1,919 @@
+#include "datacarrier/renderdrawgeom3dindex.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+#include "datacarrier/internal/segmentmath.h"
+#include "datacarrier/internal/trianglemath.h"
+#include "datacarrier/renderdrawgeom3d.h"
+
+// The tree is a flat bounding-volume hierarchy over the triangles of all valid sheets, built
+// from the Morton order of the triangle centres (a sort and one top-down pass, no cost model,
+// so that building costs about as much as sorting) and then collapsed to four children per
+// node; the triangles' corner positions are copied in leaf order. Each triangle's box is
+// computed from its
+// widened vertices and grown conservatively: by 1e-3 of its largest extent, far more than the
+// line test's tolerance band of 1e-5 of the edges plus the rounding of the hit parameters, and
+// by 1e-6 of its largest coordinate for the rounding of points computed on it. Triangles whose
+// boxes cannot be trusted (a coordinate not finite, or a shape so thin that rounding may let
+// the line test report a hit far from the triangle) are kept aside and tested on every query.
+//
+// The index only decides which triangles to test; each test is the geometry's own arithmetic,
+// and the order of the plain queries (sheet order, then triangle order) is restored by keys.
+// What the boxes do not cover: a line lying within about 1e-8 radians of the plane of a
+// well-shaped triangle, far outside the triangle, for which the plain test's rounding alone
+// could report a hit; such lines are not told apart from misses.
+
+namespace nkdatacarrier {
+
+namespace {
+
+constexpr int kLeafSize = 4;
+// Depth of the binary tree: at most 30 Morton bits, then halving runs of equal codes (at most
+// 31 halvings); the four-wide tree is no deeper and a visit pushes at most four entries.
+constexpr int kStackSize = 4 * 64;
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+struct TriRef {
+  int sheet;
+  int tri;
+};
+
+struct Node {
+  float lo[3];
+  float hi[3];
+  // Leaf: first triangle and count (> 0). Inner node: count 0, first = right child; the left
+  // child follows the node.
+  int first;
+  int count;
+};
+
+// A node of the four-wide tree that queries walk: the boxes of up to four children side by side
+// (so that one visit reads them together), and per child either a leaf's triangle range or the
+// index of an inner node.
+struct Node4 {
+  float lo[3][4];
+  float hi[3][4];
+  // Leaf: first triangle; inner child: node index.
+  int child[4];
+  // > 0: a leaf of that many triangles; 0: an inner node; -1: no child in this slot.
+  int count[4];
+};
+
+// The largest float not above v, and the smallest not below.
+float floatDown(double v) {
+  float f = static_cast<float>(v);
+  if (double(f) > v) f = std::nextafter(f, -std::numeric_limits<float>::infinity());
+  return f;
+}
+float floatUp(double v) {
+  float f = static_cast<float>(v);
+  if (double(f) < v) f = std::nextafter(f, std::numeric_limits<float>::infinity());
+  return f;
+}
+
+std::uint32_t spreadBits(std::uint32_t v) {
+  v = (v | (v << 16)) & 0x030000FFu;
+  v = (v | (v << 8)) & 0x0300F00Fu;
+  v = (v | (v << 4)) & 0x030C30C3u;
+  v = (v | (v << 2)) & 0x09249249u;
+  return v;
+}
+
+}  // namespace
+
+struct RenderDrawGeom3DIndex::Tree {
+  std::vector<Node4> nodes;
+  std::vector<TriRef> tris;  // in leaf order
+  // The corner positions of the triangles in leaf order, nine floats each, copied from the
+  // sheets so that a query reads the triangles of a leaf from one place.
+  std::vector<float> positions;
+  std::vector<TriRef> always;  // in sheet order, then triangle order
+  // Per sheet: the vertex records (six floats each) and the triangle indices; null when the
+  // sheet is not indexed (invalid or without triangles).
+  std::vector<const Sheet3D::Vertex*> vertices;
+  std::vector<const int*> triangles;
+
+  const Sheet3D::Vertex& vertex(const TriRef& r, int corner) const {
+    return vertices[r.sheet][triangles[r.sheet][3 * r.tri + corner]];
+  }
+  // The corners of leaf triangle i as vertices with their stored positions (no normals).
+  void corners(int i, Sheet3D::Vertex* v) const {
+    const float* f = &positions[9 * std::size_t(i)];
+    for (int c = 0; c < 3; ++c) {
+      v[c].x = f[3 * c];
+      v[c].y = f[3 * c + 1];
+      v[c].z = f[3 * c + 2];
+    }
+  }
+};
+
+namespace {
+
+// Builds the node array over boxes[order[begin..end)] sorted by Morton code.
+struct Builder {
+  const std::vector<std::uint32_t>& codes;
+  const std::vector<float>& boxes;  // six floats per triangle: lo x, y, z, hi x, y, z
+  const std::vector<std::uint32_t>& order;
+  std::vector<Node>& nodes;
+
+  int build(int begin, int end) {
+    const int index = static_cast<int>(nodes.size());
+    nodes.push_back(Node());
+    if (end - begin <= kLeafSize) {
+      Node& leaf = nodes[index];
+      leaf.first = begin;
+      leaf.count = end - begin;
+      for (int k = 0; k < 3; ++k) {
+        leaf.lo[k] = std::numeric_limits<float>::infinity();
+        leaf.hi[k] = -std::numeric_limits<float>::infinity();
+      }
+      for (int i = begin; i < end; ++i) {
+        const float* b = &boxes[6 * std::size_t(order[i])];
+        for (int k = 0; k < 3; ++k) {
+          leaf.lo[k] = std::min(leaf.lo[k], b[k]);
+          leaf.hi[k] = std::max(leaf.hi[k], b[3 + k]);
+        }
+      }
+      return index;
+    }
+    int split = begin + (end - begin) / 2;
+    const std::uint32_t first = codes[begin];
+    const std::uint32_t last = codes[end - 1];
+    if (first != last) {
+      // The first position whose code has the highest differing bit set.
+      int bit = 31;
+      while (!(((first ^ last) >> bit) & 1u))
+        --bit;
+      const std::uint32_t mask = 1u << bit;
+      int lo = begin;
+      int hi = end - 1;
+      while (lo < hi) {
+        const int mid = lo + (hi - lo) / 2;
+        if (codes[mid] & mask) {
+          hi = mid;
+        } else {
+          lo = mid + 1;
+        }
+      }
+      split = lo;
+    }
+    build(begin, split);
+    const int right = build(split, end);
+    Node& node = nodes[index];
+    node.first = right;
+    node.count = 0;
+    const Node& l = nodes[index + 1];
+    const Node& r = nodes[right];
+    for (int k = 0; k < 3; ++k) {
+      node.lo[k] = std::min(l.lo[k], r.lo[k]);
+      node.hi[k] = std::max(l.hi[k], r.hi[k]);
+    }
+    return index;
+  }
+};
+
+// Collapses the binary tree into the four-wide one: each four-wide node takes the two children
+// of a binary node and keeps opening its largest inner child until it holds four.
+struct Collapser {
+  const std::vector<Node>& in;
+  std::vector<Node4>& out;
+
+  static float halfArea(const Node& n) {
+    const float dx = n.hi[0] - n.lo[0], dy = n.hi[1] - n.lo[1], dz = n.hi[2] - n.lo[2];
+    return dx * dy + dy * dz + dz * dx;
+  }
+
+  // The four-wide node over the children of binary node n; a leaf n becomes the only child.
+  int collapse(int n) {
+    int slots[4];
+    int used = 0;
+    if (in[n].count > 0) {
+      slots[used++] = n;
+    } else {
+      slots[used++] = n + 1;
+      slots[used++] = in[n].first;
+    }
+    while (used < 4) {
+      int open = -1;
+      for (int k = 0; k < used; ++k) {
+        if (in[slots[k]].count == 0 &&
+            (open < 0 || halfArea(in[slots[k]]) > halfArea(in[slots[open]])))
+          open = k;
+      }
+      if (open < 0) break;
+      const int opened = slots[open];
+      slots[open] = opened + 1;
+      slots[used++] = in[opened].first;
+    }
+    const int index = static_cast<int>(out.size());
+    out.push_back(Node4());
+    for (int k = 0; k < 4; ++k) {
+      Node4& node = out[index];
+      if (k >= used) {
+        for (int a = 0; a < 3; ++a) {
+          node.lo[a][k] = std::numeric_limits<float>::infinity();
+          node.hi[a][k] = -std::numeric_limits<float>::infinity();
+        }
+        node.child[k] = 0;
+        node.count[k] = -1;
+        continue;
+      }
+      const Node& c = in[slots[k]];
+      for (int a = 0; a < 3; ++a) {
+        node.lo[a][k] = c.lo[a];
+        node.hi[a][k] = c.hi[a];
+      }
+      node.count[k] = c.count;
+      node.child[k] = c.first;
+      if (c.count == 0) {
+        const int child = collapse(slots[k]);
+        out[index].child[k] = child;
+      }
+    }
+    return index;
+  }
+};
+
+// Squared distance from p to child k's box, made slightly smaller so that rounding never lets
+// it exceed a distance computed to a point inside the box.
+double lowerBound2(const Node4& n, int k, const double* p) {
+  double sum = 0.0;
+  for (int a = 0; a < 3; ++a) {
+    double d = 0.0;
+    if (p[a] < double(n.lo[a][k])) {
+      d = double(n.lo[a][k]) - p[a];
+    } else if (p[a] > double(n.hi[a][k])) {
+      d = p[a] - double(n.hi[a][k]);
+    }
+    sum += d * d;
+  }
+  return sum * (1.0 - 1e-12);
+}
+
+// The running answer of a closest-point search: squared distance, the point, and the key
+// (rank of the sheet in the candidate list, triangle) that breaks ties in favour of the first.
+struct ClosestState {
+  double dist2 = kInf;
+  double q[3] = {kNaN, kNaN, kNaN};
+  int rank = std::numeric_limits<int>::max();
+  int tri = std::numeric_limits<int>::max();
+  int sheet = -1;
+
+  void offer(const double* p, const Sheet3D::Vertex& a, const Sheet3D::Vertex& b,
+             const Sheet3D::Vertex& c, int r, int t, int s) {
+    double lq[3] = {kNaN, kNaN, kNaN};
+    trianglemath::ClosestSearch search{lq, kInf, -1.0, false};
+    trianglemath::closestOnTriangle(p, a, b, c, search);
+    if (!search.found) return;
+    const double local = search.dist2;
+    if (local < dist2 || (local == dist2 && (r < rank || (r == rank && t < tri)))) {
+      dist2 = local;
+      q[0] = lq[0];
+      q[1] = lq[1];
+      q[2] = lq[2];
+      rank = r;
+      tri = t;
+      sheet = s;
+    }
+  }
+};
+
+// A projected triangle edge of the point-in-solid search: two 2D points in single precision.
+struct Segment2 {
+  float a[2];
+  float b[2];
+};
+
+// The run of source in relation, clamped to the relation's arrays, as the geometry reads it:
+// nothing for a source the relation was not allocated for.
+struct AdjacentRun {
+  const int* adjacents;
+  int count;
+};
+
+AdjacentRun adjacentRun(const Adjacent& relation, int source) {
+  if (source < 0 || source >= relation.getNumberOfFromIndices()) return {nullptr, 0};
+  const int total = relation.getTotalNumberOfAdjacents();
+  const int start = relation.getStartIndexInTotalArray(source);
+  if (start >= total) return {nullptr, 0};
+  const int* adjacents = relation.getAdjacents(source);
+  if (adjacents == nullptr) return {nullptr, 0};
+  const int count = std::min(relation.getNumberOfAdjacents(source), total - start);
+  return {adjacents, std::max(count, 0)};
+}
+
+struct LineHit {
+  double t;
+  int sheet;
+  int tri;
+  double n[3];
+};
+
+}  // namespace
+
+RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
+    : geometry_(&geometry) {
+  auto tree = std::make_shared<Tree>();
+  const int nSheets = geometry.getNumberOfSheets();
+  tree->vertices.assign(nSheets, nullptr);
+  tree->triangles.assign(nSheets, nullptr);
+
+  std::size_t total = 0;
+  for (int k = 0; k < nSheets; ++k) {
+    const Sheet3D& sheet = geometry.getSheet(k);
+    if (sheet.isValid() && sheet.getNumberOfTriangles() > 0) total += sheet.getNumberOfTriangles();
+  }
+  std::vector<TriRef> refs;
+  std::vector<float> boxes;
+  refs.reserve(total);
+  boxes.reserve(6 * total);
+  double cLo[3] = {kInf, kInf, kInf};
+  double cHi[3] = {-kInf, -kInf, -kInf};
+
+  for (int k = 0; k < nSheets; ++k) {
+    const Sheet3D& sheet = geometry.getSheet(k);
+    const int nTri = sheet.getNumberOfTriangles();
+    if (!sheet.isValid() || nTri <= 0) continue;
+    const Sheet3D::Vertex* verts = sheet.getVertexArray();
+    const int* idx = sheet.getTriangleArray();
+    const int nVert = sheet.getNumberOfVertices();
+    tree->vertices[k] = verts;
+    tree->triangles[k] = idx;
+    for (int i = 0; i < nTri; ++i) {
+      const int ia = idx[3 * i], ib = idx[3 * i + 1], ic = idx[3 * i + 2];
+      // A triangle naming a vertex the sheet does not have cannot be tested without reading
+      // past the vertex array; it is left out.
+      if (ia < 0 || ib < 0 || ic < 0 || ia >= nVert || ib >= nVert || ic >= nVert) continue;
+      const Sheet3D::Vertex* corner[3] = {&verts[ia], &verts[ib], &verts[ic]};
+      float v[3][3];
+      for (int c = 0; c < 3; ++c) {
+        v[c][0] = corner[c]->x;
+        v[c][1] = corner[c]->y;
+        v[c][2] = corner[c]->z;
+      }
+      double lo[3], hi[3];
+      bool finite = true;
+      double maxAbs = 0.0;
+      for (int a = 0; a < 3; ++a) {
+        lo[a] = hi[a] = double(v[0][a]);
+        for (int c = 0; c < 3; ++c) {
+          const double x = double(v[c][a]);
+          finite = finite && std::isfinite(x);
+          lo[a] = std::min(lo[a], x);
+          hi[a] = std::max(hi[a], x);
+          maxAbs = std::max(maxAbs, std::fabs(x));
+        }
+      }
+      bool thin = false;
+      if (finite) {
+        double e[3][3];
+        for (int a = 0; a < 3; ++a) {
+          e[0][a] = double(v[1][a]) - double(v[0][a]);
+          e[1][a] = double(v[2][a]) - double(v[0][a]);
+          e[2][a] = double(v[2][a]) - double(v[1][a]);
+        }
+        double n[3];
+        trianglemath::cross(e[0], e[1], n);
+        double longest2 = 0.0;
+        for (int j = 0; j < 3; ++j)
+          longest2 = std::max(longest2, e[j][0] * e[j][0] + e[j][1] * e[j][1] + e[j][2] * e[j][2]);
+        // Twice the area against the longest edge squared: below 1e-6 the triangle is a sliver
+        // (or a point, or a segment) and the line test's rounding is not bounded by its box.
+        thin = !(std::sqrt(segmentmath::dot3(n, n)) > 1e-6 * longest2);
+      }
+      if (!finite || thin) {
+        tree->always.push_back({k, i});
+        continue;
+      }
+      double ext = 0.0;
+      for (int a = 0; a < 3; ++a)
+        ext = std::max(ext, hi[a] - lo[a]);
+      const double margin = 1e-3 * ext + 1e-6 * maxAbs + 1e-300;
+      refs.push_back({k, i});
+      for (int a = 0; a < 3; ++a)
+        boxes.push_back(floatDown(lo[a] - margin));
+      for (int a = 0; a < 3; ++a)
+        boxes.push_back(floatUp(hi[a] + margin));
+      for (int a = 0; a < 3; ++a) {
+        const double c = 0.5 * (lo[a] + hi[a]);
+        cLo[a] = std::min(cLo[a], c);
+        cHi[a] = std::max(cHi[a], c);
+      }
+    }
+  }
+
+  // Morton codes of the centres, 10 bits per axis, sorted by two stable passes of 15 bits.
+  const std::size_t n = refs.size();
+  std::vector<std::uint32_t> codes(n);
+  double scale[3];
+  for (int a = 0; a < 3; ++a)
+    scale[a] = cHi[a] > cLo[a] ? 1023.0 / (cHi[a] - cLo[a]) : 0.0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const float* b = &boxes[6 * i];
+    std::uint32_t cell[3];
+    for (int a = 0; a < 3; ++a) {
+      const double c = 0.5 * (double(b[a]) + double(b[3 + a]));
+      double s = (c - cLo[a]) * scale[a];
+      s = std::min(1023.0, std::max(0.0, s));
+      cell[a] = static_cast<std::uint32_t>(s);
+    }
+    codes[i] = (spreadBits(cell[0]) << 2) | (spreadBits(cell[1]) << 1) | spreadBits(cell[2]);
+  }
+  std::vector<std::uint32_t> order(n), scratch(n);
+  std::vector<std::uint32_t> sortedCodes(n), codeScratch(n);
+  for (std::size_t i = 0; i < n; ++i)
+    order[i] = static_cast<std::uint32_t>(i);
+  sortedCodes = codes;
+  for (int shift = 0; shift < 30; shift += 15) {
+    std::vector<std::uint32_t> count((1u << 15) + 1, 0);
+    for (std::size_t i = 0; i < n; ++i)
+      ++count[((sortedCodes[i] >> shift) & 0x7FFFu) + 1];
+    for (std::size_t b = 1; b < count.size(); ++b)
+      count[b] += count[b - 1];
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::uint32_t pos = count[(sortedCodes[i] >> shift) & 0x7FFFu]++;
+      codeScratch[pos] = sortedCodes[i];
+      scratch[pos] = order[i];
+    }
+    sortedCodes.swap(codeScratch);
+    order.swap(scratch);
+  }
+
+  if (n > 0) {
+    std::vector<Node> binary;
+    binary.reserve(2 * (n / kLeafSize + 1));
+    Builder builder{sortedCodes, boxes, order, binary};
+    builder.build(0, static_cast<int>(n));
+    tree->nodes.reserve(binary.size() / 3 + 1);
+    Collapser collapser{binary, tree->nodes};
+    collapser.collapse(0);
+  }
+  tree->tris.resize(n);
+  tree->positions.resize(9 * n);
+  for (std::size_t i = 0; i < n; ++i) {
+    const TriRef r = refs[order[i]];
+    tree->tris[i] = r;
+    for (int c = 0; c < 3; ++c) {
+      const Sheet3D::Vertex& v = tree->vertex(r, c);
+      tree->positions[9 * i + 3 * c] = v.x;
+      tree->positions[9 * i + 3 * c + 1] = v.y;
+      tree->positions[9 * i + 3 * c + 2] = v.z;
+    }
+  }
+  tree_ = std::move(tree);
+}
+
+RenderDrawGeom3DIndex::~RenderDrawGeom3DIndex() = default;
+
+int RenderDrawGeom3DIndex::getNumberOfIndexedTriangles() const {
+  return static_cast<int>(tree_->tris.size());
+}
+
+int RenderDrawGeom3DIndex::getNumberOfAlwaysTestedTriangles() const {
+  return static_cast<int>(tree_->always.size());
+}
+
+void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
+                                                  const std::vector<double>& p1,
+                                                  std::vector<std::vector<double>>& result,
+                                                  std::vector<int>& sheets) const {
+  const Tree& tree = *tree_;
+  const trianglemath::LineQuery line(p0.data(), p1.data());
+  std::vector<LineHit> hits;
+  // The test runs on the stored positions; a hit reads the sheet's vertices for the normals.
+  auto test = [&](const TriRef& r, const Sheet3D::Vertex* v) {
+    trianglemath::LineHit hit;
+    if (!trianglemath::lineHitsTriangle(line, v[0], v[1], v[2], hit)) return;
+    LineHit h;
+    h.t = hit.t;
+    h.sheet = r.sheet;
+    h.tri = r.tri;
+    trianglemath::interpolatedNormal(tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2), hit.s,
+                                     hit.u, h.n);
+    hits.push_back(h);
+  };
+  for (const TriRef& r : tree.always) {
+    const Sheet3D::Vertex v[3] = {tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2)};
+    test(r, v);
+  }
+
+  // The line o + t D with D = p1 - p0 against the node boxes, t unbounded. Lines the slab test
+  // cannot bound safely (coordinates not finite, beyond 1e150, or a direction below 1e-140)
+  // test every triangle.
+  const double o[3] = {p0[0], p0[1], p0[2]};
+  const double D[3] = {p1[0] - p0[0], p1[1] - p0[1], p1[2] - p0[2]};
+  bool all = false;
+  double dmax = 0.0;
+  for (int k = 0; k < 3; ++k) {
+    if (!(std::fabs(o[k]) < 1e150) || !(std::fabs(p1[k]) < 1e150)) all = true;
+    dmax = std::max(dmax, std::fabs(D[k]));
+  }
+  if (!(dmax > 1e-140)) all = true;
+  double inv[3];
+  for (int k = 0; k < 3; ++k)
+    inv[k] = D[k] != 0.0 ? 1.0 / D[k] : 0.0;
+  auto meets = [&](const Node4& node, int slot) {
+    if (all) return true;
+    double tNear = -kInf, tFar = kInf;
+    for (int k = 0; k < 3; ++k) {
+      const double lo = double(node.lo[k][slot]) - o[k];
+      const double hi = double(node.hi[k][slot]) - o[k];
+      if (D[k] == 0.0) {
+        if (lo > 0.0 || hi < 0.0) return false;
+        continue;
+      }
+      const double t1 = lo * inv[k];
+      const double t2 = hi * inv[k];
+      tNear = std::max(tNear, std::min(t1, t2));
+      tFar = std::min(tFar, std::max(t1, t2));
+    }
+    return tNear <= tFar + 1e-9 * (std::fabs(tNear) + std::fabs(tFar));
+  };
+  if (!tree.nodes.empty()) {
+    int stack[kStackSize];
+    int top = 0;
+    stack[top++] = 0;
+    Sheet3D::Vertex v[3];
+    while (top > 0) {
+      const Node4& node = tree.nodes[stack[--top]];
+      for (int k = 0; k < 4; ++k) {
+        if (node.count[k] < 0 || !meets(node, k)) continue;
+        if (node.count[k] == 0) {
+          stack[top++] = node.child[k];
+          continue;
+        }
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i) {
+          tree.corners(i, v);
+          test(tree.tris[i], v);
+        }
+      }
+    }
+  }
+
+  // The plain query orders by (t, position), a NaN t last, position counting hits in sheet
+  // order and then triangle order: (t, sheet, triangle) is the same order.
+  std::sort(hits.begin(), hits.end(), [](const LineHit& x, const LineHit& y) {
+    const bool xNaN = std::isnan(x.t);
+    const bool yNaN = std::isnan(y.t);
+    if (xNaN != yNaN) return yNaN;
+    if (!xNaN && x.t != y.t) return x.t < y.t;
+    return x.sheet < y.sheet || (x.sheet == y.sheet && x.tri < y.tri);
+  });
+  result.resize(hits.size(), std::vector<double>(4, 0.0));
+  sheets.resize(hits.size());
+  for (std::size_t i = 0; i < hits.size(); ++i) {
+    std::vector<double>& out = result[i];
+    if (out.size() < 4) out.resize(4);
+    out[0] = hits[i].t;
+    out[1] = hits[i].n[0];
+    out[2] = hits[i].n[1];
+    out[3] = hits[i].n[2];
+    sheets[i] = hits[i].sheet;
+  }
+}
+
+void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
+                                                  const std::vector<double>& p1,
+                                                  std::vector<std::vector<double>>& result) const {
+  std::vector<int> sheets;
+  findLineIntersections(p0, p1, result, sheets);
+}
+
+int RenderDrawGeom3DIndex::findClosestPoint(const std::vector<double>& p,
+                                            const std::vector<int>& candidateSheets,
+                                            std::vector<double>& closest) const {
+  const Tree& tree = *tree_;
+  const int nSheets = static_cast<int>(tree.vertices.size());
+  for (int c : candidateSheets) {
+    // A candidate that is not a sheet: the geometry raises, after the same partial search.
+    if (c < 0 || c >= nSheets) return geometry_->findClosestPoint(p, candidateSheets, closest);
+  }
+  closest.assign(3, kNaN);
+  if (candidateSheets.empty()) return -1;
+
+  std::vector<int> rank(nSheets, -1);
+  std::size_t candidateTriangles = 0;
+  for (std::size_t i = 0; i < candidateSheets.size(); ++i) {
+    const int s = candidateSheets[i];
+    if (rank[s] >= 0) continue;
+    rank[s] = static_cast<int>(i);
+    if (tree.vertices[s]) candidateTriangles += geometry_->getSheet(s).getNumberOfTriangles();
+  }
+  ClosestState best;
+  auto offer = [&](const TriRef& r) {
+    best.offer(p.data(), tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2), rank[r.sheet],
+               r.tri, r.sheet);
+  };
+  Sheet3D::Vertex v[3];
+  auto offerLeaf = [&](int i) {
+    const TriRef& r = tree.tris[i];
+    if (rank[r.sheet] < 0) return;
+    tree.corners(i, v);
+    best.offer(p.data(), v[0], v[1], v[2], rank[r.sheet], r.tri, r.sheet);
+  };
+
+  if (candidateTriangles < 4096) {
+    // Few candidate triangles: test them all, in the plain query's order.
+    for (std::size_t i = 0; i < candidateSheets.size(); ++i) {
+      const int s = candidateSheets[i];
+      if (rank[s] != static_cast<int>(i) || !tree.vertices[s]) continue;
+      const Sheet3D& sheet = geometry_->getSheet(s);
+      const int nTri = sheet.getNumberOfTriangles();
+      const int nVert = sheet.getNumberOfVertices();
+      const int* idx = tree.triangles[s];
+      for (int t = 0; t < nTri; ++t) {
+        const int ia = idx[3 * t], ib = idx[3 * t + 1], ic = idx[3 * t + 2];
+        if (ia < 0 || ib < 0 || ic < 0 || ia >= nVert || ib >= nVert || ic >= nVert) continue;
+        offer({s, t});
+      }
+    }
+  } else {
+    for (const TriRef& r : tree.always)
+      if (rank[r.sheet] >= 0) offer(r);
+    if (!tree.nodes.empty()) {
+      std::pair<int, double> stack[kStackSize];
+      int top = 0;
+      stack[top++] = {0, 0.0};
+      while (top > 0) {
+        const std::pair<int, double> entry = stack[--top];
+        // Equal bounds are visited: an equally close point of an earlier candidate still wins.
+        if (entry.second > best.dist2) continue;
+        const Node4& node = tree.nodes[entry.first];
+        // The children by their bounds, nearest first.
+        std::pair<double, int> near[4];
+        int m = 0;
+        for (int k = 0; k < 4; ++k) {
+          if (node.count[k] < 0) continue;
+          const double lb = lowerBound2(node, k, p.data());
+          int j = m++;
+          for (; j > 0 && near[j - 1].first > lb; --j)
+            near[j] = near[j - 1];
+          near[j] = {lb, k};
+        }
+        for (int j = 0; j < m; ++j) {
+          const int k = near[j].second;
+          if (node.count[k] == 0 || near[j].first > best.dist2) continue;
+          for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
+            offerLeaf(i);
+        }
+        for (int j = m - 1; j >= 0; --j) {
+          const int k = near[j].second;
+          if (node.count[k] == 0 && !(near[j].first > best.dist2))
+            stack[top++] = {node.child[k], near[j].first};
+        }
+      }
+    }
+  }
+  if (best.sheet < 0) return -1;
+  closest[0] = best.q[0];
+  closest[1] = best.q[1];
+  closest[2] = best.q[2];
+  return best.sheet;
+}
+
+bool RenderDrawGeom3DIndex::pointInSolid(const std::vector<double>& p, int solid) const {
+  const RenderDrawGeom3D& geom = *geometry_;
+  const Tree& tree = *tree_;
+  // 1. The distance to the solid's boundary; none measurable (no valid sheet) decides nothing.
+  const AdjacentRun run = adjacentRun(geom.getSolidToSheetAdjacent(), solid);
+  const std::vector<int> own(run.adjacents, run.adjacents + run.count);
+  std::vector<double> c;
+  findClosestPoint(p, own, c);
+  const double ex = p[0] - c[0];
+  const double ey = p[1] - c[1];
+  const double ez = p[2] - c[2];
+  const double dist = std::sqrt(ex * ex + ey * ey + ez * ez);
+  if (dist <= 0.0) return true;
+  if (std::isnan(dist)) return false;
+  const double step = dist / std::sqrt(3.0) * 0.95;
+  const double top = p[2] + step;
+
+  // 2. The projected parts of the triangle edges at or above top. A segment that does not
+  // cross the start square [-step, step]^2 never counts in the search below, so only the
+  // triangles whose boxes reach the square's column above top are asked for (the column grown
+  // for the rounding of the projection to float), each sheet as often as the solid lists it.
+  const int nSheets = geom.getNumberOfSheets();
+  std::vector<int> multiplicity(nSheets, 0);
+  for (int j : own) {
+    // findClosestPoint has checked every index.
+    if (!tree.vertices[j]) continue;
+    if (!(double(geom.getSheet(j).getBoundingBox().getMaxZ()) >= top)) continue;
+    ++multiplicity[j];
+  }
+  std::vector<Segment2> segments;
+  auto collect = [&](const TriRef& r) {
+    const int m = multiplicity[r.sheet];
+    if (m == 0) return;
+    for (int e = 0; e < 3; ++e) {
+      const Sheet3D::Vertex& a = tree.vertex(r, e);
+      const Sheet3D::Vertex& b = tree.vertex(r, (e + 1) % 3);
+      const double az = double(a.z);
+      const double bz = double(b.z);
+      if (az < top && bz < top) continue;
+      double ax = double(a.x), ay = double(a.y);
+      double bx = double(b.x), by = double(b.y);
+      if (az < top) {
+        const double s = (top - az) / double(float(b.z - a.z));
+        ax = ax + s * double(float(b.x - a.x));
+        ay = ay + s * double(float(b.y - a.y));
+      } else if (bz < top) {
+        const double s = (top - bz) / double(float(a.z - b.z));
+        bx = bx + s * double(float(a.x - b.x));
+        by = by + s * double(float(a.y - b.y));
+      }
+      const Segment2 seg{{float(ax - p[0]), float(ay - p[1])},
+                         {float(bx - p[0]), float(by - p[1])}};
+      for (int k = 0; k < m; ++k)
+        segments.push_back(seg);
+    }
+  };
+  for (const TriRef& r : tree.always)
+    collect(r);
+  if (!tree.nodes.empty()) {
+    const double slack = 1e-6 * (step + std::fabs(p[0]) + std::fabs(p[1])) + 1e-300;
+    const double lo[2] = {p[0] - step - slack, p[1] - step - slack};
+    const double hi[2] = {p[0] + step + slack, p[1] + step + slack};
+    // A column that cannot be bounded (a step or coordinates not finite) takes every triangle.
+    const bool every = !std::isfinite(lo[0]) || !std::isfinite(lo[1]) || !std::isfinite(hi[0]) ||
+                       !std::isfinite(hi[1]) || !std::isfinite(top);
+    int stack[kStackSize];
+    int sp = 0;
+    stack[sp++] = 0;
+    while (sp > 0) {
+      const Node4& node = tree.nodes[stack[--sp]];
+      for (int k = 0; k < 4; ++k) {
+        if (node.count[k] < 0) continue;
+        if (!every && (double(node.hi[2][k]) < top || double(node.lo[0][k]) > hi[0] ||
+                       double(node.hi[0][k]) < lo[0] || double(node.lo[1][k]) > hi[1] ||
+                       double(node.hi[1][k]) < lo[1]))
+          continue;
+        if (node.count[k] == 0) {
+          stack[sp++] = node.child[k];
+          continue;
+        }
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
+          collect(tree.tris[i]);
+      }
+    }
+  }
+
+  // 3. Quadtree search of the top face for a square that no projected edge crosses. Only the
+  // number of crossing segments per quadrant matters, not their order.
+  double sq[4] = {-step, step, -step, step};
+  std::vector<Segment2> crossing[4];
+  for (int pass = 0; pass < 30; ++pass) {
+    const double mx = (sq[0] + sq[1]) * 0.5;
+    const double my = (sq[2] + sq[3]) * 0.5;
+    const double e = 0.0001 * (sq[1] - sq[0]);
+    const double quadrants[4][4] = {{mx + e, sq[1], my + e, sq[3]},
+                                    {sq[0], mx - e, my + e, sq[3]},
+                                    {sq[0], mx - e, sq[2], my - e},
+                                    {mx + e, sq[1], sq[2], my - e}};
+    int best = 0;
+    for (int q = 0; q < 4; ++q) {
+      const segmentmath::CenteredBox<2> box(quadrants[q]);
+      crossing[q].clear();
+      for (const Segment2& s : segments) {
+        if (segmentmath::segmentMeetsBox<2>(box, s.a, s.b)) crossing[q].push_back(s);
+      }
+      if (crossing[q].size() < crossing[best].size()) best = q;
+    }
+    std::copy(quadrants[best], quadrants[best] + 4, sq);
+    segments.swap(crossing[best]);
+    if (segments.empty()) break;
+  }
+
+  // 4. The ray through the centre of that square, and the first hit ahead on a sheet that has
+  // the solid on exactly one side.
+  const std::vector<double> q = {p[0] + (sq[0] + sq[1]) * 0.5, p[1] + (sq[2] + sq[3]) * 0.5,
+                                 p[2] + step};
+  const double d[3] = {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
+  std::vector<std::vector<double>> hits;
+  std::vector<int> hitSheets;
+  findLineIntersections(p, q, hits, hitSheets);
+  const Adjacent& sheetToSolid = geom.getSheetToSolidAdjacent();
+  for (std::size_t i = 0; i < hits.size(); ++i) {
+    if (hits[i][0] <= 0.0) continue;
+    const int k = hitSheets[i];
+    const AdjacentRun sides = adjacentRun(sheetToSolid, k);
+    const int* orientations = sheetToSolid.getAdjacentOrientations(k);
+    bool plus = false;
+    bool minus = false;
+    for (int m = 0; m < sides.count; ++m) {
+      if (sides.adjacents[m] != solid) continue;
+      plus = plus || orientations[m] == 1;
+      minus = minus || orientations[m] == -1;
+    }
+    if (plus == minus) continue;
+    const double nd = hits[i][1] * d[0] + hits[i][2] * d[1] + hits[i][3] * d[2];
+    return plus ? nd < 0.0 : nd > 0.0;
+  }
+  return false;
+}
+
+std::vector<int> RenderDrawGeom3DIndex::touchingCandidates(const double* lo, const double* hi,
+                                                           const std::vector<int>& candidates,
+                                                           bool& pruned) const {
+  const Tree& tree = *tree_;
+  const int nSheets = static_cast<int>(tree.vertices.size());
+  pruned = false;
+  std::vector<int> kept;
+  for (int c : candidates) {
+    // A candidate that is not a sheet: the geometry raises at its place in the list.
+    if (c < 0 || c >= nSheets) return kept;
+  }
+  // A sheet can touch the shape only through a triangle whose box meets the shape's box;
+  // triangles kept aside may touch anything. NaN bounds meet every box.
+  std::vector<char> possible(nSheets, 0);
+  for (const TriRef& r : tree.always)
+    possible[r.sheet] = 1;
+  if (!tree.nodes.empty()) {
+    int stack[kStackSize];
+    int sp = 0;
+    stack[sp++] = 0;
+    while (sp > 0) {
+      const Node4& node = tree.nodes[stack[--sp]];
+      for (int k = 0; k < 4; ++k) {
+        if (node.count[k] < 0) continue;
+        bool apart = false;
+        for (int a = 0; a < 3; ++a)
+          apart = apart || double(node.lo[a][k]) > hi[a] || double(node.hi[a][k]) < lo[a];
+        if (apart) continue;
+        if (node.count[k] == 0) {
+          stack[sp++] = node.child[k];
+          continue;
+        }
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
+          possible[tree.tris[i].sheet] = 1;
+      }
+    }
+  }
+  for (int c : candidates)
+    if (possible[c]) kept.push_back(c);
+  pruned = true;
+  return kept;
+}
+
+void RenderDrawGeom3DIndex::findEntitiesInBall(const std::vector<double>& centre, double radius,
+                                               int dim, bool inside,
+                                               const std::vector<int>& candidates,
+                                               std::vector<int>& result) const {
+  if (dim == 2 && !inside) {
+    // The sheet's test compares squared distances: a negative radius reaches as far.
+    const double r = std::fabs(radius);
+    const double lo[3] = {centre[0] - r, centre[1] - r, centre[2] - r};
+    const double hi[3] = {centre[0] + r, centre[1] + r, centre[2] + r};
+    bool pruned;
+    const std::vector<int> kept = touchingCandidates(lo, hi, candidates, pruned);
+    if (pruned) return geometry_->findEntitiesInBall(centre, radius, 2, false, kept, result);
+  }
+  geometry_->findEntitiesInBall(centre, radius, dim, inside, candidates, result);
+}
+
+bool RenderDrawGeom3DIndex::isInBall(const std::vector<double>& centre, double radius, int dim,
+                                     bool inside, const std::vector<int>& candidates) const {
+  if (dim == 2 && !inside) {
+    // The sheet's test compares squared distances: a negative radius reaches as far.
+    const double r = std::fabs(radius);
+    const double lo[3] = {centre[0] - r, centre[1] - r, centre[2] - r};
+    const double hi[3] = {centre[0] + r, centre[1] + r, centre[2] + r};
+    bool pruned;
+    const std::vector<int> kept = touchingCandidates(lo, hi, candidates, pruned);
+    if (pruned) return geometry_->isInBall(centre, radius, 2, false, kept);
+  }
+  return geometry_->isInBall(centre, radius, dim, inside, candidates);
+}
+
+void RenderDrawGeom3DIndex::findEntitiesInBox(const std::vector<double>& box, int dim, bool inside,
+                                              const std::vector<int>& candidates,
+                                              std::vector<int>& result) const {
+  // The geometry clips the box to its grown bounds, a part of this box; an inverted box is left
+  // to the geometry.
+  if (dim == 2 && !inside && box[0] <= box[1] && box[2] <= box[3] && box[4] <= box[5]) {
+    const double lo[3] = {box[0], box[2], box[4]};
+    const double hi[3] = {box[1], box[3], box[5]};
+    bool pruned;
+    const std::vector<int> kept = touchingCandidates(lo, hi, candidates, pruned);
+    if (pruned) return geometry_->findEntitiesInBox(box, 2, false, kept, result);
+  }
+  geometry_->findEntitiesInBox(box, dim, inside, candidates, result);
+}
+
+bool RenderDrawGeom3DIndex::isInBox(const std::vector<double>& box, int dim, bool inside,
+                                    const std::vector<int>& candidates) const {
+  if (dim == 2 && !inside && box[0] <= box[1] && box[2] <= box[3] && box[4] <= box[5]) {
+    const double lo[3] = {box[0], box[2], box[4]};
+    const double hi[3] = {box[1], box[3], box[5]};
+    bool pruned;
+    const std::vector<int> kept = touchingCandidates(lo, hi, candidates, pruned);
+    if (pruned) return geometry_->isInBox(box, 2, false, kept);
+  }
+  return geometry_->isInBox(box, dim, inside, candidates);
+}
+
+}  // namespace nkdatacarrier
