@@ -15,6 +15,7 @@ set(QV_FUZZ_CLASSES
   PostDataObject
   RenderDraw1D
   RenderDraw2D
+  RenderDraw3D
   RenderDrawEdit2D
   RenderDrawProj2D
   Sheet3D

@@ -12,7 +12,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -37,6 +39,8 @@
 #include "datacarrier/renderdrawgeom.h"
 #include "datacarrier/renderdrawgeom1d.h"
 #include "datacarrier/renderdrawgeom2d.h"
+#include "datacarrier/renderdrawgeom3d.h"
+#include "datacarrier/renderdrawgeom3dindex.h"
 #include "datacarrier/renderdrawproj2d.h"
 #include "datacarrier/sheet3d.h"
 #include "qvutil/array.h"
@@ -386,6 +390,89 @@ inline void exercise(const nkdatacarrier::RenderDrawGeom1D& g) {
 
 inline void exercise(const nkdatacarrier::RenderDrawGeom2D& g) {
   exerciseGeometry(g, {g.getNumberOfPoints(), g.getNumberOfCurves(), g.getNumberOfFaces(), 0});
+}
+
+// What a query gave, as bytes (doubles bit for bit), or "raised": for comparing two answers.
+struct Outcome {
+  std::string bytes;
+  template <typename T>
+  void add(const T& v) {
+    bytes.append(reinterpret_cast<const char*>(&v), sizeof v);
+  }
+  template <typename T>
+  void add(const std::vector<T>& v) {
+    add(v.size());
+    for (const T& x : v)
+      add(x);
+  }
+};
+template <typename F>
+std::string outcomeOf(F&& f) {
+  Outcome o;
+  if (!runGuarded("query", [&] { f(o); })) return "raised";
+  return o.bytes;
+}
+
+// The 3D geometry's queries, and the same queries through its picking index, which must answer
+// bit for bit alike.
+inline void exercise(const nkdatacarrier::RenderDrawGeom3D& g) {
+  const std::array<int, 4> counts = {g.getNumberOfPoints(), g.getNumberOfCurves(),
+                                     g.getNumberOfSheets(), g.getNumberOfSolids()};
+  exerciseGeometry(g, counts);
+  std::vector<float> bounds;
+  g.getBoundingBox(bounds);
+  const Shapes s(bounds, 3);
+  for (int solid = 0; solid < counts[3]; ++solid)
+    runGuarded("pointInSolid", [&] { g.pointInSolid(s.centre, solid); });
+  std::unique_ptr<nkdatacarrier::RenderDrawGeom3DIndex> index;
+  if (!runGuarded("RenderDrawGeom3DIndex",
+                  [&] { index = std::make_unique<nkdatacarrier::RenderDrawGeom3DIndex>(g); }))
+    return;
+  const auto same = [](const char* what, const std::string& direct, const std::string& indexed) {
+    if (direct != indexed) fail(std::string("the picking index answers ") + what + " otherwise");
+  };
+  std::vector<double> from = s.centre, to = s.centre;
+  from[2] -= s.radius;
+  to[0] += 0.1 * s.radius;
+  to[2] += s.radius;
+  const auto lineHits = [&](const auto& q) {
+    return outcomeOf([&](Outcome& o) {
+      std::vector<std::vector<double>> hits;
+      q.findLineIntersections(from, to, hits);
+      for (const auto& h : hits)
+        o.add(h);
+    });
+  };
+  same("findLineIntersections", lineHits(g), lineHits(*index));
+  const std::vector<int> sheets = allIndices(counts[2]);
+  const auto closest = [&](const auto& q) {
+    return outcomeOf([&](Outcome& o) {
+      std::vector<double> point;
+      o.add(q.findClosestPoint(s.centre, sheets, point));
+      o.add(point);
+    });
+  };
+  same("findClosestPoint", closest(g), closest(*index));
+  for (int solid = 0; solid < counts[3]; ++solid)
+    same("pointInSolid", outcomeOf([&](Outcome& o) { o.add(g.pointInSolid(s.centre, solid)); }),
+         outcomeOf([&](Outcome& o) { o.add(index->pointInSolid(s.centre, solid)); }));
+  for (int dim = 0; dim <= 3; ++dim) {
+    const std::vector<int> all = allIndices(counts[dim]);
+    for (bool inside : {true, false}) {
+      const auto select = [&](const auto& q) {
+        return outcomeOf([&](Outcome& o) {
+          std::vector<int> ball, box;
+          q.findEntitiesInBall(s.centre, 0.5 * s.radius, dim, inside, all, ball);
+          q.findEntitiesInBox(s.box, dim, inside, all, box);
+          o.add(ball);
+          o.add(box);
+          o.add(q.isInBall(s.centre, 0.5 * s.radius, dim, inside, all));
+          o.add(q.isInBox(s.box, dim, inside, all));
+        });
+      };
+      same("a selection", select(g), select(*index));
+    }
+  }
 }
 
 inline void exercise(const nkdatacarrier::RenderDrawProj2D& g) {

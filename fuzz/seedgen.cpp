@@ -71,6 +71,15 @@ void savePieces(const RenderDraw1D& d) {
   save(d.getPointToCurveAdjacent(), "bar-point-curves");
 }
 
+void savePieces(const RenderDraw3D& d) {
+  save(d.getBoundingBox(), "block");
+  for (int i = 0; i < d.getNumberOfSheets() && i < 2; ++i)
+    save(d.getSheet(i), "block-sheet" + std::to_string(i));
+  for (int i = 0; i < d.getNumberOfCurves() && i < 2; ++i)
+    save(d.getCurve(i), "block-curve" + std::to_string(i));
+  save(d.getSheetToSolidAdjacent(), "block-sheet-solids");
+}
+
 // Objects the demo does not show: a 3D box, an invalid curve, a closed path, a lone triangle,
 // a 1D polyline, a 3D zigzag, a folded sheet and a relation with orientations and a source
 // without adjacents.
@@ -158,6 +167,7 @@ int main(int argc, char** argv) {
     save(*sample.object, "demo-" + sample.stem);
     if (auto* d2 = dynamic_cast<const RenderDraw2D*>(sample.object.get())) savePieces(*d2);
     if (auto* d1 = dynamic_cast<const RenderDraw1D*>(sample.object.get())) savePieces(*d1);
+    if (auto* d3 = dynamic_cast<const RenderDraw3D*>(sample.object.get())) savePieces(*d3);
   }
   saveOddOnes();
   std::printf("%d seed files in %s\n", filesWritten, root.c_str());
