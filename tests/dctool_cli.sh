@@ -24,7 +24,7 @@ case $case in
     rm -rf "$dir" && mkdir -p "$dir"
     run 0 demo "$dir"
     expect_out "all samples read back unchanged"
-    for f in drawing2d projection sketch drawing1d plot impression symbol; do
+    for f in drawing2d projection sketch drawing1d plot impression symbol geommap2d mesh; do
       [ -s "$dir/$f.bin" ] && [ -s "$dir/$f.txt" ] || fail "demo did not write $f in both forms"
     done
     expect_out "face area 7.21964"
@@ -57,6 +57,12 @@ case $case in
     expect_out "bounding box:      x 0 .. 3, y 0 .. 2.5999999"
     run 0 info --json "$dir/sketch.bin"
     expect_out '"counts": {"vertices": 5, "edges": 4}, "degrees": [1, 2, 3, 1]'
+    run 0 info "$dir/mesh.bin"
+    expect_out "data-carrier type: 3 (mesh collection)"
+    expect_out "entities:          2 pieces, 1 2D subdomain pieces, 1 2D boundary pieces, 28 vertices, 2 triangles, 7 quads"
+    run 0 info "$dir/geommap2d.txt"
+    expect_out "data-carrier type: 2 (geometry map)"
+    expect_out "5 geometry points, 5 geometry edges, 1 geometry domains"
     run 0 info "$dir/drawing3d.bin"
     expect_out "entities:          0 points, 0 curves, 6 sheets, 1 solids"
     expect_out "bounding box:      x 0 .. 2, y 0 .. 1, z 0 .. 1"
@@ -92,7 +98,7 @@ case $case in
     expect_err "Not_a_2D_drawing"
     ;;
   convert)
-    for f in drawing2d projection sketch drawing1d plot impression symbol; do
+    for f in drawing2d projection sketch drawing1d plot impression symbol geommap2d mesh; do
       run 0 convert "$dir/$f.txt" "$dir/$f.conv.bin"
       cmp -s "$dir/$f.conv.bin" "$dir/$f.bin" || fail "$f: text to binary is not bit-exact"
       run 0 convert "$dir/$f.bin" "$dir/$f.conv.txt"

@@ -46,16 +46,23 @@ inline int readVersion(ISerialStream& is, int oldest, int newest, const char* fi
 // sizing an array by it would raise); a count of elements of at least `minBytes` bytes each that
 // the stream's remaining bytes cannot hold raises "End_of_file_reached" before anything is
 // allocated.
-inline int readCount(ISerialStream& is, std::size_t minBytes, const char* file, int line) {
-  int count = 0;
-  is >> count;
-  if (count < 0) throw std::length_error("negative element count " + std::to_string(count));
+// Raises "End_of_file_reached" when the stream's remaining bytes cannot hold `count` (>= 0)
+// elements of at least `minBytes` bytes each; a stream of unknown length vouches for any count.
+inline void checkCount(const ISerialStream& is, int count, std::size_t minBytes, const char* file,
+                       int line) {
   const std::size_t left = is.available();
   if (left != SIZE_MAX && minBytes > 0 && static_cast<std::size_t>(count) > left / minBytes) {
     raiseError(
         file, line, nkbase::kEndOfFileReached,
         std::to_string(count) + " elements announced, " + std::to_string(left) + " bytes left");
   }
+}
+
+inline int readCount(ISerialStream& is, std::size_t minBytes, const char* file, int line) {
+  int count = 0;
+  is >> count;
+  if (count < 0) throw std::length_error("negative element count " + std::to_string(count));
+  checkCount(is, count, minBytes, file, line);
   return count;
 }
 
@@ -125,3 +132,6 @@ inline bool readBoxAndFlag(ISerialStream& is, nkbase::Serializable& box, bool fl
   ::nkdatacarrier::serialio::readVersion((is), (oldest), (newest), __FILE__, (line))
 #define DC_READ_COUNT(is, minBytes) \
   ::nkdatacarrier::serialio::readCount((is), (minBytes), __FILE__, __LINE__)
+// The check of DC_READ_COUNT alone, for a count read otherwise (a count < 0 read as none).
+#define DC_CHECK_COUNT(is, count, minBytes) \
+  ::nkdatacarrier::serialio::checkCount((is), (count), (minBytes), __FILE__, __LINE__)

@@ -12,6 +12,10 @@
 #include "datacarrier/renderdraw3d.h"
 #include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
+#include "datacarrier/rendergeom2d.h"
+#include "datacarrier/rendermeshboundary2d.h"
+#include "datacarrier/rendermeshcollection.h"
+#include "datacarrier/rendermeshsubdomain2d.h"
 #include "qvutil/array.h"
 
 namespace dctool {
@@ -197,6 +201,78 @@ DemoSample drawingSample() {
         out << "\n";
       },
       true};
+}
+
+// The plate as a geometry map: its drawing, with the model numbering its edges from the hole.
+DemoSample geometryMapSample() {
+  const auto plate = makePlate();
+  auto map = std::make_shared<RenderGeom2D>(400);
+  map->setLabel("plate geometry");
+  map->allocate(1, 5, 5);
+  map->face(0) = plate->getFace(0);
+  for (int c = 0; c < 5; ++c)
+    map->curve(c) = plate->getCurve(c);
+  for (int p = 0; p < 5; ++p)
+    map->point(p) = plate->getPoint(p);
+  map->setBoundingBox2D(plate->getBoundingBox());
+  map->faceToCurveAdjacent() = plate->getFaceToCurveAdjacent();
+  map->curveToPointAdjacent() = plate->getCurveToPointAdjacent();
+  map->faceToPointAdjacent() = plate->getFaceToPointAdjacent();
+  map->pointToCurveAdjacent() = plate->getPointToCurveAdjacent();
+  map->pointToFaceAdjacent() = plate->getPointToFaceAdjacent();
+  map->curveToFaceAdjacent() = plate->getCurveToFaceAdjacent();
+  map->initPointMap(5);                   // the same points: the identity
+  map->initEdgeMap(5) = {1, 2, 3, 4, 0};  // the hole is the model's edge 0
+  map->initDomainMap(1);
+  return {"geommap2d", "2D geometry map: the plate in the model's numbering", map,
+          [map](std::ostream& out) {
+            out << "  rendered curve 4 is model edge " << map->getEdgeMap()[4] << " of "
+                << map->getNumGeomEdge() << "; face 0 is domain " << map->getDomainMap()[0] << "\n";
+          }};
+}
+
+// The plate's mesh, without its hole: a 4 x 2 grid of unit quads whose last cell is split into
+// two triangles, and the outline as a boundary piece.
+DemoSample meshSample() {
+  auto mesh = std::make_shared<RenderMeshCollection>(2);
+  auto domain = std::make_shared<RenderMeshSubdomain2D>(0);
+  domain->reserve(15, 2, 7);
+  for (int j = 0; j <= 2; ++j) {
+    for (int i = 0; i <= 4; ++i)
+      domain->appendVertex(float(i), float(j));
+  }
+  for (int j = 0; j < 2; ++j) {
+    for (int i = 0; i < 4; ++i) {
+      const int v = 5 * j + i;
+      if (i == 3 && j == 1) {
+        domain->appendTriangle(v, v + 1, v + 6);
+        domain->appendTriangle(v, v + 6, v + 5);
+      } else {
+        domain->appendQuad(v, v + 1, v + 6, v + 5);
+      }
+    }
+  }
+  domain->reservePaths(1, 0);
+  ClosedPath2D& outline = domain->bndPath(0);
+  outline.allocate(4);
+  outline.setVertex(0, 0, 0);
+  outline.setVertex(1, float(kPlateW), 0);
+  outline.setVertex(2, float(kPlateW), float(kPlateH));
+  outline.setVertex(3, 0, float(kPlateH));
+  domain->setValid(true);
+  auto boundary = std::make_shared<RenderMeshBoundary2D>(1);
+  const int ring[13] = {0, 1, 2, 3, 4, 9, 14, 13, 12, 11, 10, 5, 0};
+  boundary->reserve(13);
+  for (int v : ring)
+    boundary->appendVertex(domain->getVertex(v).x, domain->getVertex(v).y);
+  boundary->setValid(true);
+  mesh->addRenderMesh(domain);
+  mesh->addRenderMesh(boundary);
+  return {"mesh", "Render mesh: the plate meshed in quads and triangles", mesh,
+          [mesh](std::ostream& out) {
+            out << "  " << mesh->getNumberOfRenderMeshs() << " pieces in " << mesh->getSDim()
+                << "D; data-carrier type " << mesh->getDataCarrierType() << "\n";
+          }};
 }
 
 // The plate seen from the front: its outline and, hidden behind it, the hole's silhouette.
@@ -397,8 +473,9 @@ DemoSample drawing3dSample() {
 }  // namespace
 
 std::vector<DemoSample> demoSamples() {
-  return {drawingSample(),   projectionSample(), sketchSample(),     lineSample(),
-          drawing3dSample(), plotSample(),       impressionSample(), symbolSample()};
+  return {drawingSample(),     projectionSample(), sketchSample(),     lineSample(),
+          drawing3dSample(),   plotSample(),       impressionSample(), symbolSample(),
+          geometryMapSample(), meshSample()};
 }
 
 }  // namespace dctool

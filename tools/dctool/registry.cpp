@@ -19,6 +19,15 @@
 #include "datacarrier/renderdraw3d.h"
 #include "datacarrier/renderdrawedit2d.h"
 #include "datacarrier/renderdrawproj2d.h"
+#include "datacarrier/rendergeom1d.h"
+#include "datacarrier/rendergeom2d.h"
+#include "datacarrier/rendergeom3d.h"
+#include "datacarrier/rendermeshboundary2d.h"
+#include "datacarrier/rendermeshboundary3d.h"
+#include "datacarrier/rendermeshcollection.h"
+#include "datacarrier/rendermeshedge3d.h"
+#include "datacarrier/rendermeshsubdomain1d.h"
+#include "datacarrier/rendermeshsubdomain2d.h"
 #include "datacarrier/sheet3d.h"
 #include "summary.h"
 
@@ -45,6 +54,10 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<RenderDraw3D>(),
       entry<RenderDrawProj2D>(),
       entry<RenderDrawEdit2D>(),  // identified by getClassID alone: it has no static one
+      entry<RenderGeom1D>(),
+      entry<RenderGeom2D>(),
+      entry<RenderGeom3D>(),
+      entry<RenderMeshCollection>(),
       entry<PostDataObject>(),
       entry<Impression>(),
       // Carriers that travel inside others, and may be written on their own.
@@ -57,6 +70,11 @@ const std::vector<CarrierClass>& carrierClasses() {
       entry<Curve2D>(),
       entry<ClosedPath2D>(),
       entry<Face2D>(),
+      entry<RenderMeshEdge3D>(),
+      entry<RenderMeshBoundary3D>(),
+      entry<RenderMeshSubdomain1D>(),
+      entry<RenderMeshSubdomain2D>(),
+      entry<RenderMeshBoundary2D>(),
       entry<Curve3D>(),
       entry<Sheet3D>(),
   };

@@ -12,6 +12,8 @@
 #include "datacarrier/boundingbox3d.h"
 #include "datacarrier/curve3d.h"
 #include "datacarrier/idatacarrier.h"
+#include "datacarrier/rendermeshcollection.h"
+#include "datacarrier/rendermeshpiece.h"
 #include "datacarrier/sheet3d.h"
 #include "registry.h"
 
@@ -73,6 +75,13 @@ DCTOOL_COUNT(getNumberOfSolids, "solids")
 DCTOOL_COUNT(getNumberOfEdges, "edges")
 DCTOOL_COUNT(getNumberOfVertices, "vertices")
 DCTOOL_COUNT(getNumberOfTriangles, "triangles")
+DCTOOL_COUNT(getNumberOfQuads, "quads")
+DCTOOL_COUNT(getNumberOfBndPaths, "boundary paths")
+DCTOOL_COUNT(getNumberOfIntPaths, "interior paths")
+DCTOOL_COUNT(getNumGeomPoint, "geometry points")
+DCTOOL_COUNT(getNumGeomEdge, "geometry edges")
+DCTOOL_COUNT(getNumGeomFace, "geometry faces")
+DCTOOL_COUNT(getNumGeomDomain, "geometry domains")
 DCTOOL_COUNT(getNumberOfLines, "lines")
 DCTOOL_COUNT(getNumberOfFromIndices, "sources")
 DCTOOL_COUNT(getTotalNumberOfAdjacents, "adjacents")
@@ -98,6 +107,9 @@ void summarise(const T& object, Summary& s) {
   detail::countgetNumberOfEdges(object, s);
   detail::countgetNumberOfVertices(object, s);
   detail::countgetNumberOfTriangles(object, s);
+  detail::countgetNumberOfQuads(object, s);
+  detail::countgetNumberOfBndPaths(object, s);
+  detail::countgetNumberOfIntPaths(object, s);
   detail::countgetNumberOfLines(object, s);
   detail::countgetNumberOfFromIndices(object, s);
   detail::countgetTotalNumberOfAdjacents(object, s);
@@ -108,6 +120,10 @@ void summarise(const T& object, Summary& s) {
     for (int i = 0; i < object.getNumEdg(); ++i)
       s.degrees.push_back(object.getEdge(i).getDegree());
   }
+  detail::countgetNumGeomPoint(object, s);
+  detail::countgetNumGeomEdge(object, s);
+  detail::countgetNumGeomFace(object, s);
+  detail::countgetNumGeomDomain(object, s);
   if constexpr (detail::HasBoxIntoVector<T>::value) {
     object.getBoundingBox(s.boundingBox);
   } else if constexpr (detail::HasBoxMember<T>::value) {
@@ -125,6 +141,50 @@ void summarise(const T& object, Summary& s) {
       s.measures.emplace_back("solid boundary areas", areas);
     }
   }
+}
+
+// A mesh collection: its pieces by kind, then the vertices, triangles and quads of all of them.
+inline void summarise(const nkdatacarrier::RenderMeshCollection& collection, Summary& s) {
+  using nkdatacarrier::RenderMesh;
+  s.classID = collection.getClassID();
+  s.dataCarrierType = collection.getDataCarrierType();
+  static const char* const kKinds[] = {"edge pieces", "3D boundary pieces", "1D subdomain pieces",
+                                       "2D subdomain pieces", "2D boundary pieces"};
+  long long byKind[5] = {};
+  long long other = 0, vertices = 0, triangles = 0, quads = 0;
+  for (int i = 0; i < collection.getNumberOfRenderMeshs(); ++i) {
+    const RenderMesh* piece = collection.getRenderMesh(i).get();
+    const int type = piece->getType();
+    if (type >= 0 && type < 5) {
+      ++byKind[type];
+    } else {
+      ++other;
+    }
+    // The pieces' arrays by vertex size; faces only where the piece has them.
+    if (const auto* p = dynamic_cast<const nkdatacarrier::RenderMeshVertices<1>*>(piece)) {
+      vertices += p->getNumberOfVertices();
+    } else if (const auto* f2 = dynamic_cast<const nkdatacarrier::RenderMeshFaces<2>*>(piece)) {
+      vertices += f2->getNumberOfVertices();
+      triangles += f2->getNumberOfTriangles();
+      quads += f2->getNumberOfQuads();
+    } else if (const auto* f3 = dynamic_cast<const nkdatacarrier::RenderMeshFaces<3>*>(piece)) {
+      vertices += f3->getNumberOfVertices();
+      triangles += f3->getNumberOfTriangles();
+      quads += f3->getNumberOfQuads();
+    } else if (const auto* v2 = dynamic_cast<const nkdatacarrier::RenderMeshVertices<2>*>(piece)) {
+      vertices += v2->getNumberOfVertices();
+    } else if (const auto* v3 = dynamic_cast<const nkdatacarrier::RenderMeshVertices<3>*>(piece)) {
+      vertices += v3->getNumberOfVertices();
+    }
+  }
+  s.counts.emplace_back("pieces", collection.getNumberOfRenderMeshs());
+  for (int k = 0; k < 5; ++k) {
+    if (byKind[k] > 0) s.counts.emplace_back(kKinds[k], byKind[k]);
+  }
+  if (other > 0) s.counts.emplace_back("pieces of unknown kind", other);
+  s.counts.emplace_back("vertices", vertices);
+  s.counts.emplace_back("triangles", triangles);
+  s.counts.emplace_back("quads", quads);
 }
 
 // The 3D curve adds its length, the sheet its area (0 unless its mesh is complete) to what every
