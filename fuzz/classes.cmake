@@ -18,6 +18,15 @@ set(QV_FUZZ_CLASSES
   RenderDraw3D
   RenderDrawEdit2D
   RenderDrawProj2D
+  RenderGeom1D
+  RenderGeom2D
+  RenderGeom3D
+  RenderMeshBoundary2D
+  RenderMeshBoundary3D
+  RenderMeshCollection
+  RenderMeshEdge3D
+  RenderMeshSubdomain1D
+  RenderMeshSubdomain2D
   Sheet3D
 )
 

@@ -42,6 +42,12 @@
 #include "datacarrier/renderdrawgeom3d.h"
 #include "datacarrier/renderdrawgeom3dindex.h"
 #include "datacarrier/renderdrawproj2d.h"
+#include "datacarrier/rendergeom1d.h"
+#include "datacarrier/rendergeom2d.h"
+#include "datacarrier/rendergeom3d.h"
+#include "datacarrier/rendermeshcollection.h"
+#include "datacarrier/rendermeshpiece.h"
+#include "datacarrier/rendermeshsubdomain2d.h"
 #include "datacarrier/sheet3d.h"
 #include "qvutil/array.h"
 #include "qvutil/binarystream.h"
@@ -516,6 +522,74 @@ inline void exercise(const nkdatacarrier::RenderDrawEdit2D& sketch) {
   }
   copy.getBoundingBox(bounds);
   exerciseGeometry(sketch, {sketch.getNumVtx(), sketch.getNumEdg(), 0, 0});
+}
+
+// Mesh pieces: every coordinate and every index of the arrays they hand to the drawing layer.
+template <int N>
+void exercise(const nkdatacarrier::RenderMeshVertices<N>& piece) {
+  volatile float sum = 0.0f;
+  if (const auto* v = piece.getVertexArray())
+    for (int i = 0; i < piece.getNumberOfVertices(); ++i)
+      sum = sum + v[i].x;
+  piece.clone();
+}
+
+template <int N>
+void exercise(const nkdatacarrier::RenderMeshFaces<N>& piece) {
+  exercise(static_cast<const nkdatacarrier::RenderMeshVertices<N>&>(piece));
+  volatile long long sum = 0;
+  if (const int* t = piece.getTriangleArray())
+    for (int i = 0; i < 3 * piece.getNumberOfTriangles(); ++i)
+      sum = sum + t[i];
+  if (const int* q = piece.getQuadArray())
+    for (int i = 0; i < 4 * piece.getNumberOfQuads(); ++i)
+      sum = sum + q[i];
+}
+
+inline void exercise(const nkdatacarrier::RenderMeshSubdomain2D& piece) {
+  exercise(static_cast<const nkdatacarrier::RenderMeshFaces<2>&>(piece));
+  for (int i = 0; i < piece.getNumberOfBndPaths(); ++i)
+    exercise(piece.getBndPath(i));
+  for (int i = 0; i < piece.getNumberOfIntPaths(); ++i)
+    exercise(piece.getIntPath(i));
+}
+
+inline void exercise(const nkdatacarrier::RenderMeshCollection& collection) {
+  for (int i = 0; i < collection.getNumberOfRenderMeshs(); ++i)
+    if (const auto& piece = collection.getRenderMesh(i)) {
+      piece->getType();
+      piece->getDimension();
+      piece->getEDimension();
+      writeForm(*piece->clone(), false);
+    }
+  collection.clone();
+}
+
+// Geometry maps: the geometry's queries, then every entry of the maps.
+inline long long sumOf(const std::vector<int>& v) {
+  long long sum = 0;
+  for (int x : v)
+    sum += x;
+  return sum;
+}
+inline void exercise(const nkdatacarrier::RenderGeom1D& g) {
+  exercise(static_cast<const nkdatacarrier::RenderDrawGeom1D&>(g));
+  volatile long long sum = sumOf(g.getPointMap()) + sumOf(g.getDomainMap());
+  (void)sum;
+}
+inline void exercise(const nkdatacarrier::RenderGeom2D& g) {
+  exercise(static_cast<const nkdatacarrier::RenderDrawGeom2D&>(g));
+  volatile long long sum = sumOf(g.getPointMap()) + sumOf(g.getEdgeMap()) +
+                           sumOf(g.getDomainMap()) + g.getNumGeomPoint() + g.getNumGeomEdge() +
+                           g.getNumGeomDomain();
+  (void)sum;
+}
+inline void exercise(const nkdatacarrier::RenderGeom3D& g) {
+  exercise(static_cast<const nkdatacarrier::RenderDrawGeom3D&>(g));
+  volatile long long sum = sumOf(g.getPointMap()) + sumOf(g.getEdgeMap()) + sumOf(g.getFaceMap()) +
+                           sumOf(g.getDomainMap()) + g.getNumGeomPoint() + g.getNumGeomEdge() +
+                           g.getNumGeomFace() + g.getNumGeomDomain();
+  (void)sum;
 }
 
 // ---- Copies and round trips.

@@ -168,6 +168,9 @@ int main(int argc, char** argv) {
     if (auto* d2 = dynamic_cast<const RenderDraw2D*>(sample.object.get())) savePieces(*d2);
     if (auto* d1 = dynamic_cast<const RenderDraw1D*>(sample.object.get())) savePieces(*d1);
     if (auto* d3 = dynamic_cast<const RenderDraw3D*>(sample.object.get())) savePieces(*d3);
+    if (auto* meshes = dynamic_cast<const RenderMeshCollection*>(sample.object.get()))
+      for (int i = 0; i < meshes->getNumberOfRenderMeshs(); ++i)
+        save(*meshes->getRenderMesh(i), "mesh-piece" + std::to_string(i));
   }
   saveOddOnes();
   std::printf("%d seed files in %s\n", filesWritten, root.c_str());

@@ -17,6 +17,7 @@ if ! command -v clang++ >/dev/null 2>&1; then
 fi
 if ! clang++ -print-file-name=libclang_rt.fuzzer-x86_64.a | grep -q /; then
   major=$(clang++ -dumpversion | cut -d. -f1)
+  $sudo apt-get update
   DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y --no-install-recommends \
     "libclang-rt-${major}-dev"
 fi
