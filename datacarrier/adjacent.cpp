@@ -57,14 +57,19 @@ int Adjacent::getNumberOfAdjacents(int source) const {
   return sources_.empty() ? 0 : sources_[source].second;
 }
 
-const int* Adjacent::getAdjacents(int source) const {
+const int* Adjacent::runIn(const std::vector<int>& array, int source) const {
   const int start = runStart(source);
-  return start < 0 ? nullptr : adjacents_.data() + start;
+  // A start past the end would form a pointer outside the array (or offset a null one).
+  if (start < 0 || static_cast<std::size_t>(start) > array.size()) return nullptr;
+  return array.data() + start;
+}
+
+const int* Adjacent::getAdjacents(int source) const {
+  return runIn(adjacents_, source);
 }
 
 const int* Adjacent::getAdjacentOrientations(int source) const {
-  const int start = runStart(source);
-  return start < 0 ? nullptr : orientations_.data() + start;
+  return runIn(orientations_, source);
 }
 
 int Adjacent::getStartIndexInTotalArray(int source) const {

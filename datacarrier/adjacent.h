@@ -53,7 +53,8 @@ class QVDATACARRIER_EXPORT Adjacent : public nkbase::Serializable {
   int getTotalNumberOfAdjacents() const { return static_cast<int>(adjacents_.size()); }
   // 0 when there are no sources at all.
   int getNumberOfAdjacents(int source) const;
-  // The run of `source`, or null when there are no sources or the source has no run.
+  // The run of `source`, or null when there are no sources, the source has no run, or its
+  // start (read from a corrupt stream) lies past the end of the array.
   const int* getAdjacents(int source) const;
   const int* getAdjacentOrientations(int source) const;
   // The run's start, or 0 when there are no sources or the source has no run.
@@ -69,6 +70,8 @@ class QVDATACARRIER_EXPORT Adjacent : public nkbase::Serializable {
   void appendRun(int source, const List& list, Adj adjacentOf, Orient orientationOf);
   // Start of the run of `source`, or -1 when there is none to hand out.
   int runStart(int source) const;
+  // Where the run of `source` begins in `array`, or null (see getAdjacents).
+  const int* runIn(const std::vector<int>& array, int source) const;
 
   std::vector<std::pair<int, int>> sources_;  // (start, count); (-1, 0) when not set
   std::vector<int> adjacents_;

@@ -87,20 +87,21 @@ void RenderDrawProj2D::deserializeRaw(ISerialStream& is) {
   box_.deserialize(is);
   const int numPoints = DC_READ_COUNT(is, kPointBytes);
   const int numCurves = DC_READ_COUNT(is, kCurveBytes);
-  // Each entity is followed by its type; the type lists follow their entities' lengths.
+  // Each entity is followed by its type. A type slot is made before its entity is read, so
+  // that a read that stops anywhere leaves as many types as entities (the writer pairs them).
   pointTypes_.resize(std::min(pointTypes_.size(), static_cast<std::size_t>(numPoints)), 0);
   serialio::readEach(is, points_, numPoints, [&](Point2D& p, std::size_t i) {
+    if (i >= pointTypes_.size()) pointTypes_.resize(i + 1, 0);
     float x = 0.0f;
     float y = 0.0f;
     is >> x >> y;
     p.setVertex(x, y);
-    if (i >= pointTypes_.size()) pointTypes_.resize(i + 1, 0);
     is >> pointTypes_[i];
   });
   curveTypes_.resize(std::min(curveTypes_.size(), static_cast<std::size_t>(numCurves)), 0);
   serialio::readEach(is, curves_, numCurves, [&](Curve2D& c, std::size_t i) {
-    c.deserialize(is);
     if (i >= curveTypes_.size()) curveTypes_.resize(i + 1, 0);
+    c.deserialize(is);
     is >> curveTypes_[i];
   });
   drawgeom::readSnapCoords(is, snap_, drawgeom::SnapRead::KEEP_PRESENT);

@@ -145,4 +145,18 @@ TEST(Adjacent, CorruptCountsRaiseInsteadOfAllocating) {
   EXPECT_EQ(codeOf([&] { adj.deserializeRaw(unsized); }), "End_of_file_reached");
 }
 
+// A run read from a stream is not checked against the array: one that starts past its end hands
+// out no pointer (forming one would leave the array), one that starts inside it does.
+TEST(Adjacent, RunsStartingPastTheArrayHandOutNoPointer) {
+  qvtest::ForgedIStream in({1, 3, 2, 2, 1, 5, 1, 0, 1, 7, 0, 8, 1, 2});
+  Adjacent adj;
+  adj.deserializeRaw(in);
+  EXPECT_EQ(adj.getAdjacents(0), adj.getTotalAdjacents() + 2);  // at the end: an empty range
+  EXPECT_EQ(adj.getAdjacents(1), nullptr);
+  EXPECT_EQ(adj.getAdjacentOrientations(1), nullptr);
+  EXPECT_EQ(adj.getStartIndexInTotalArray(1), 5);
+  EXPECT_EQ(adj.getAdjacents(2)[0], 7);
+  EXPECT_EQ(adj.getAdjacentOrientations(2)[0], 0);
+}
+
 }  // namespace
