@@ -79,6 +79,20 @@ int indexOf(const std::vector<int>& tags, int tag) {
   return it != tags.end() && *it == tag ? int(it - tags.begin()) : -1;
 }
 
+// The oriented boundary of one entity as (index among `tags`, sign): the entities of the next
+// lower dimension that bound it, with -1 where the mesher traverses them reversed. Boundary
+// entities that are not in `tags` are left out.
+std::vector<std::pair<int, int> > orientedBoundary(int dim, int tag, const std::vector<int>& tags) {
+  gmsh::vectorpair bnd;
+  gmsh::model::getBoundary({{dim, tag}}, bnd, false, true, false);
+  std::vector<std::pair<int, int> > out;
+  for (const auto& b : bnd) {
+    const int k = indexOf(tags, std::abs(b.second));
+    if (k >= 0) out.push_back({k, b.second < 0 ? -1 : 1});
+  }
+  return out;
+}
+
 // Node tags of the elements of one entity, per element kind (1: lines, 2: triangles, 3: quads,
 // 15: points), first-order nodes only.
 std::map<int, std::vector<std::size_t> > elementNodes(int dim, int tag) {
@@ -281,13 +295,7 @@ Model readModel(const std::string& path, const ImportOptions& options) {
     for (std::size_t n : chain(elementNodes(1, t)[1]))
       ps.push_back(at(n));
     m.curves.push_back(ps);
-    gmsh::vectorpair bnd;
-    gmsh::model::getBoundary({{1, t}}, bnd, false, true, false);
-    m.curvePoints.emplace_back();
-    for (const auto& b : bnd)
-      if (indexOf(m.pointTags, std::abs(b.second)) >= 0)
-        m.curvePoints.back().push_back(
-            {indexOf(m.pointTags, std::abs(b.second)), b.second < 0 ? -1 : 1});
+    m.curvePoints.push_back(orientedBoundary(1, t, m.pointTags));
   }
   for (int t : m.surfaceTags) {
     auto e = elementNodes(2, t);
@@ -307,13 +315,7 @@ Model readModel(const std::string& path, const ImportOptions& options) {
     m.sheetNodes.push_back(ps);
     m.sheetTriangles.push_back(idx);
     m.sheetTags.push_back(tri);
-    gmsh::vectorpair bnd;
-    gmsh::model::getBoundary({{2, t}}, bnd, false, true, false);
-    m.surfaceCurves.emplace_back();
-    for (const auto& b : bnd)
-      if (indexOf(m.curveTags, std::abs(b.second)) >= 0)
-        m.surfaceCurves.back().push_back(
-            {indexOf(m.curveTags, std::abs(b.second)), b.second < 0 ? -1 : 1});
+    m.surfaceCurves.push_back(orientedBoundary(2, t, m.curveTags));
   }
   for (int t : m.volumeTags) {
     gmsh::vectorpair bnd;
