@@ -13,14 +13,6 @@ namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(Curve3D, "RenderCurve3D")
 
-namespace {
-
-const float* coords(const Curve3D::Vertex& v) {
-  return &v.x;  // x, y, z are consecutive floats
-}
-
-}  // namespace
-
 Curve3D::Curve3D() = default;
 Curve3D::~Curve3D() = default;
 
@@ -98,7 +90,7 @@ bool Curve3D::vertexInsideCylinder(const std::vector<double>& base, const std::v
                                    double radius, double top, double bottom, const Vertex& v) {
   assert(base.size() >= 3 && axis.size() >= 3);
   const segmentmath::CylinderQuery cylinder(base.data(), axis.data(), radius, top, bottom);
-  return segmentmath::pointInCylinder(cylinder, coords(v));
+  return segmentmath::pointInCylinder(cylinder, segmentmath::xyzOf(v));
 }
 
 bool Curve3D::insideCylinder(const std::vector<double>& base, const std::vector<double>& axis,
@@ -109,7 +101,7 @@ bool Curve3D::insideCylinder(const std::vector<double>& base, const std::vector<
   }
   const segmentmath::CylinderQuery cylinder(base.data(), axis.data(), radius, top, bottom);
   for (const Vertex& v : vertices_) {
-    if (!segmentmath::pointInCylinder(cylinder, coords(v))) return false;
+    if (!segmentmath::pointInCylinder(cylinder, segmentmath::xyzOf(v))) return false;
   }
   return true;
 }
@@ -124,7 +116,8 @@ bool Curve3D::intersectsCylinder(const std::vector<double>& base, std::vector<do
   const double r2 = radius * radius;
   for (std::size_t i = 0; i + 1 < vertices_.size(); ++i) {
     if (segmentmath::segmentMeetsCylinder(base.data(), frame.u, frame.v, frame.w, r2, top, bottom,
-                                          coords(vertices_[i]), coords(vertices_[i + 1]))) {
+                                          segmentmath::xyzOf(vertices_[i]),
+                                          segmentmath::xyzOf(vertices_[i + 1]))) {
       return true;
     }
   }
@@ -139,7 +132,7 @@ bool Curve3D::cylinderLineIntersect(const std::vector<double>& base, const nkvec
   const double v[3] = {e2.x, e2.y, e2.z};
   const double n[3] = {axis.x, axis.y, axis.z};
   return segmentmath::segmentMeetsCylinder(base.data(), u, v, n, radius * radius, top, bottom,
-                                           coords(a), coords(b));
+                                           segmentmath::xyzOf(a), segmentmath::xyzOf(b));
 }
 
 void Curve3D::findPlaneIntersections(const Array<double, 1>& point, const Array<double, 1>& normal,
@@ -158,7 +151,7 @@ void Curve3D::findPlaneIntersections(const Array<double, 1>& point, const Array<
     float lo[3] = {vertices_[0].x, vertices_[0].y, vertices_[0].z};
     float hi[3] = {lo[0], lo[1], lo[2]};
     for (const Vertex& v : vertices_) {
-      const float* c = coords(v);
+      const float* c = segmentmath::xyzOf(v);
       for (int k = 0; k < 3; ++k) {
         lo[k] = std::min(lo[k], c[k]);
         hi[k] = std::max(hi[k], c[k]);

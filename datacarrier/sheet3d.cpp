@@ -15,14 +15,6 @@ namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(Sheet3D, "RenderSheet3D")
 
-namespace {
-
-const float* coords(const Sheet3D::Vertex& v) {
-  return &v.x;  // x, y, z are consecutive floats
-}
-
-}  // namespace
-
 Sheet3D::Sheet3D() = default;
 Sheet3D::~Sheet3D() = default;
 
@@ -154,7 +146,7 @@ bool Sheet3D::vertexInsideCylinder(const std::vector<double>& p, const std::vect
                                    double r, double hMax, double hMin, const Vertex& x) {
   assert(p.size() >= 3 && axis.size() >= 3);
   const segmentmath::CylinderQuery cylinder(p.data(), axis.data(), r, hMax, hMin);
-  return segmentmath::pointInCylinder(cylinder, coords(x));
+  return segmentmath::pointInCylinder(cylinder, segmentmath::xyzOf(x));
 }
 
 bool Sheet3D::insideCylinder(const std::vector<double>& p, const std::vector<double>& axis,
@@ -165,7 +157,7 @@ bool Sheet3D::insideCylinder(const std::vector<double>& p, const std::vector<dou
   }
   const segmentmath::CylinderQuery cylinder(p.data(), axis.data(), r, hMax, hMin);
   for (const Vertex& v : vertices_) {
-    if (!segmentmath::pointInCylinder(cylinder, coords(v))) return false;
+    if (!segmentmath::pointInCylinder(cylinder, segmentmath::xyzOf(v))) return false;
   }
   return true;
 }
@@ -231,7 +223,7 @@ void Sheet3D::findPlaneIntersections(const Array<double, 1>& point, const Array<
     float lo[3] = {vertices_[0].x, vertices_[0].y, vertices_[0].z};
     float hi[3] = {lo[0], lo[1], lo[2]};
     for (const Vertex& v : vertices_) {
-      const float* c = coords(v);
+      const float* c = segmentmath::xyzOf(v);
       for (int k = 0; k < 3; ++k) {
         lo[k] = std::min(lo[k], c[k]);
         hi[k] = std::max(hi[k], c[k]);

@@ -29,6 +29,14 @@ inline void load(const V& v, float (&out)[N]) {
   std::memcpy(out, &v, sizeof out);
 }
 
+// The first three floats (x, y, z) of a 3D vertex struct, which stores them consecutively.
+template <typename V>
+inline const float* xyzOf(const V& v) {
+  static_assert(std::is_standard_layout<V>::value && sizeof(V) >= 3 * sizeof(float),
+                "a 3D vertex starts with x, y, z as floats");
+  return &v.x;
+}
+
 // Segment direction b - a, formed in single precision and widened.
 template <int N>
 inline void direction(const float* a, const float* b, double* d) {
