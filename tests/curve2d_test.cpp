@@ -106,31 +106,25 @@ TEST(Curve2DIntersects, BallIsStrictBoxIsInclusive) {
   EXPECT_FALSE(u.intersectsBall({2, 2}, 1.9));
 }
 
-TEST(Curve2DSerialization, WritesTheExactSequenceAndRoundTrips) {
+TEST(Curve2DSerialization, WritesTheExactSequence) {
   Curve2D c = makeCurve({{0, 0}, {3, 0.5f}}, {0.0f, 3.0f, 0.0f, 0.5f}, false);
   c.setUp(5);
   qvtest::RecordingOStream invalid, os;
   nkbase::Prop prop;
   c.serializeRaw(invalid, prop);
-  std::vector<std::string> expected(
-      {"unsigned 1", "# version", "# Bounding box", "string RenderBoundingBox2D", "unsigned 0",
-       "# version", "float 0", "# minimum x-coordinate", "float 3", "# maximum x-coordinate",
-       "float 0", "# minimum y-coordinate", "float 0.5", "# maximum y-coordinate", "# ",
-       "bool false", "# is valid"});
+  std::vector<std::string> expected = qvtest::seq(
+      "unsigned 1|# version|# Bounding box|string RenderBoundingBox2D|unsigned 0|# version|"
+      "float 0|# minimum x-coordinate|float 3|# maximum x-coordinate|float 0|"
+      "# minimum y-coordinate|float 0.5|# maximum y-coordinate|# |bool false|# is valid");
   EXPECT_EQ(invalid.lines, expected);  // nothing after the flag, not even the side domains
   c.setValid(true);
   c.serializeRaw(os, prop);
   expected[15] = "bool true";
-  expected.insert(expected.end(),
-                  {"int 2", "# number of vertices", "# Vertex coordinates", "float 0", "float 0",
-                   "# ", "float 3", "float 0.5", "# ", "# Domain on up side", "int 5", "# ",
-                   "# Domain on down side", "int -1", "# "});
+  const auto valid = qvtest::seq(
+      "int 2|# number of vertices|# Vertex coordinates|float 0|float 0|# |float 3|float 0.5|# |"
+      "# Domain on up side|int 5|# |# Domain on down side|int -1|# ");
+  expected.insert(expected.end(), valid.begin(), valid.end());
   EXPECT_EQ(os.lines, expected);
-  // Through the binary and the text stream every field comes back to the last bit.
-  c = makeCurve({{0.1f, -2}, {1e30f, 7}}, {-1.0f, 2.0f, -3.0f, 4.0f});
-  c.setDown(8);
-  for (const Curve2D& r : qvtest::streamCopies(c))
-    EXPECT_EQ(qvtest::binaryOf(r), qvtest::binaryOf(c));
 }
 
 TEST(Curve2DSerialization, ReadsVersionZeroAndKeepsTheCurveOnAnInvalidStream) {
