@@ -23,12 +23,7 @@ using Map = std::vector<int>;
 
 namespace {
 
-Lines raw(const nkbase::Serializable& s) {
-  qvtest::RecordingOStream os;
-  nkbase::Prop prop;
-  s.serializeRaw(os, prop);
-  return os.lines;
-}
+const auto raw = qvtest::writtenRaw;
 
 // 2 faces, 3 curves and 5 points, with maps that are not the identity.
 RenderGeom2D mappedPlate() {
@@ -55,20 +50,14 @@ std::vector<char> asVersion0(const RenderGeom2D& g) {
 
 }  // namespace
 
-TEST(RenderGeomModel, TypesAndDeepCopies) {
+TEST(RenderGeomModel, TypesAndClone) {
   const RenderGeom1D g1(4);
   EXPECT_EQ(g1.getObjectType(), RenderDrawGeom::RENDER_GEOM_1D);
   EXPECT_EQ(RenderGeom2D(6).getObjectType(), RenderDrawGeom::RENDER_GEOM_2D);
   EXPECT_EQ(g1.getDataCarrierType(), IDataCarrier::DC_RENDER_GEOM);
   EXPECT_EQ(RenderGeom2D().getObjectType(), RenderDrawGeom::UNSET);
 
-  RenderGeom2D a = mappedPlate();
-  const nkboost::shared_ptr<RenderDrawGeom> c = a.clone();
-  RenderGeom2D b = a;
-  a.initPointMap(7)[0] = 6;
-  EXPECT_EQ(b.getPointMap(), (Map{0, 0, 1, 2, 2}));
-  EXPECT_EQ(b.getNumGeomPoint(), 3);
-  EXPECT_EQ(raw(*c), raw(mappedPlate()));
+  EXPECT_EQ(raw(*mappedPlate().clone()), raw(mappedPlate()));
 }
 
 TEST(RenderGeomMaps, InitSizesByRenderedEntitiesAndFillsTheIdentityWhenTheyAgree) {
@@ -122,8 +111,6 @@ TEST(RenderGeomMaps, OneDimensionalMapsAreAlwaysTheIdentity) {
   // The drawing writes the same block, then its snapping points; the map writes nothing more.
   EXPECT_EQ(Lines(lines.begin() + 3, lines.end()),
             Lines(drawing.begin() + 3, drawing.begin() + 3 + (lines.size() - 3)));
-  for (const RenderGeom1D& r : qvtest::streamCopies(g))
-    EXPECT_EQ(raw(r), lines);
   qvtest::expectEveryTruncationRaisesEndOfFile(g);
 }
 
