@@ -151,23 +151,19 @@ TEST(RenderDrawGeom1DSerialization, WriteSequenceAndRoundTrip) {
   g.setSnapCoord({0.1, -1e300});
   // Deliberately one empty label more after the drawing object's version than in 2D.
   std::vector<std::string> expected;
-  const auto append = [&](const std::vector<std::string>& lines) {
-    expected.insert(expected.end(), lines.begin(), lines.end());
-  };
-  append({"string RenderDraw1D", "unsigned 0", "# version", "# ", "unsigned 0", "# version", "# "});
-  append({"int 10", "# object type", "int 7", "# unique identifier", "string axis"});
-  append({"# object label", "# ", "# Bounding box"});
-  append(written(g.getBoundingBox()));
-  append({"# ", "int 2", "# number of points", "int 2", "# number of curves", "# ", "# Points"});
-  append({"float 3", "# ", "float -1.5", "# ", "# ", "# Curves"});
-  append(written(g.getCurve(0)));
-  append(written(g.getCurve(1)));
-  append({"# ", "# Curve to point adjacencies"});
-  append(written(g.getCurveToPointAdjacent()));
-  append({"# ", "# Point to curve adjacencies"});
-  append(written(g.getPointToCurveAdjacent()));
-  append({"# Number of snapping points", "int 2", "# ", "# Snapping coordinates"});
-  append({"double 0.1", "# ", "double -1e+300", "# "});
+  for (const auto& part :
+       {qvtest::seq("string RenderDraw1D|unsigned 0|# version|# |unsigned 0|# version|# |int 10|"
+                    "# object type|int 7|# unique identifier|string axis|# object label|# |"
+                    "# Bounding box"),
+        written(g.getBoundingBox()),
+        qvtest::seq("# |int 2|# number of points|int 2|# number of curves|# |# Points|float 3|# |"
+                    "float -1.5|# |# |# Curves"),
+        written(g.getCurve(0)), written(g.getCurve(1)),
+        qvtest::seq("# |# Curve to point adjacencies"), written(g.getCurveToPointAdjacent()),
+        qvtest::seq("# |# Point to curve adjacencies"), written(g.getPointToCurveAdjacent()),
+        qvtest::seq("# Number of snapping points|int 2|# |# Snapping coordinates|double 0.1|# |"
+                    "double -1e+300|# ")})
+    expected.insert(expected.end(), part.begin(), part.end());
   EXPECT_EQ(written(g), expected);
   // Every field is written, so a copy that writes the same has every field back.
   for (const RenderDraw1D& r : qvtest::streamCopies(g))

@@ -208,15 +208,14 @@ TEST(RenderDrawGeom3DSerialization, AttributeBlockSequenceAndRoundTrip) {
   g.setLabel("two");
   using L = std::vector<std::string>;
   auto nested = [](const nkbase::Serializable& s) { return qvtest::written(s); };
-  L want{"string RenderDraw3D", "unsigned 0", "# version",      "unsigned 0",
-         "# version",           "int 4",      "# object type",  "int 7",
-         "# unique identifier", "string two", "# object label", "# ",
-         "# Bounding box"};
+  L want = qvtest::seq(
+      "string RenderDraw3D|unsigned 0|# version|unsigned 0|# version|int 4|# object type|int 7|"
+      "# unique identifier|string two|# object label|# |# Bounding box");
   auto add = [&](const L& more) { want.insert(want.end(), more.begin(), more.end()); };
   add(nested(g.getBoundingBox()));
-  add({"# ", "int 1", "# number of points", "int 1", "# number of curves", "int 1",
-       "# number of sheets", "int 1", "# number of solids", "# ", "# Points", "float 1", "float 2",
-       "float 3", "# ", "# ", "# Curves"});
+  add(
+      qvtest::seq("# |int 1|# number of points|int 1|# number of curves|int 1|# number of sheets|"
+                  "int 1|# number of solids|# |# Points|float 1|float 2|float 3|# |# |# Curves"));
   add(nested(g.getCurve(0)));
   add({"# ", "# Sheets"});
   add(nested(g.getSheet(0)));
