@@ -411,10 +411,5 @@ TEST(RenderDrawEdit2DModel, IdentityAndTheQueriesItRefuses) {
   EXPECT_EQ(raiseSite([&] { g.isInBox(box, 1, true, {0}); }), src + "372" + unsupported);
   EXPECT_EQ(raiseSite([&] { g.numUniquePointsEstimate(); }),
             "datacarrier/renderdrawedit2d.h:171 numUniquePointsEstimate not implemented in edit2D");
-  // The picking and export defaults stay the base's.
-  std::vector<std::vector<double>> hits;
-  EXPECT_EQ(raiseSite([&] { g.findLineIntersections(c, c, hits); }),
-            "datacarrier/renderdrawgeom:73 findLineIntersections only implemented in 3D");
-  EXPECT_EQ(codeOf([&] { g.getMLRenderPointSize(); }), "Internal_error_exch_processing");
   EXPECT_EQ(found, (std::vector<int>{1}));
 }

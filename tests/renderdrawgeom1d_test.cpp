@@ -68,7 +68,7 @@ TEST(RenderDrawGeom1DSelection, TouchingCurvesWithInclusiveEnds) {
   EXPECT_TRUE(h.isInBox({6.0, 7.0}, 1, false, {0, 1}));
 }
 
-TEST(RenderDrawGeom1DSelection, EverythingElseRaisesBeforeLookingAtCandidates) {
+TEST(RenderDrawGeom1DSelection, BadDimensionsRaiseBeforeLookingAtCandidates) {
   const RenderDraw1D g = makeGeometry({{0, 1}}, {});
   Ints found{4};
   // The ball queries raise on the box queries' lines.
@@ -82,14 +82,6 @@ TEST(RenderDrawGeom1DSelection, EverythingElseRaisesBeforeLookingAtCandidates) {
   EXPECT_EQ(raiseSite([&] { g.isInBox({0, 1}, 3, false, {0}); }), isIn);
   EXPECT_EQ(raiseSite([&] { g.isInBall({0.5}, 1, 1, true, {0}); }), isIn);
   EXPECT_EQ(found, (Ints{4}));
-  // Picking, cylinders and triangles keep the base's refusals.
-  std::vector<std::vector<double>> hits;
-  EXPECT_EQ(raiseSite([&] { g.findLineIntersections({0}, {1}, hits); }),
-            "datacarrier/renderdrawgeom:73 findLineIntersections only implemented in 3D");
-  EXPECT_EQ(raiseSite([&] { g.isInCylinder({0}, {1}, 1, 1, 0, 1, false, {0}); }),
-            "datacarrier/renderdrawgeom.h:230 isInCylinder only implemented in 3D");
-  EXPECT_EQ(raiseSite([&] { g.getMLRenderTriSize(); }),
-            "datacarrier/renderdrawgeom:114 Internal_error_exch_processing");
 }
 
 TEST(RenderDrawGeom1DMeasures, AllocationBoxAndLengthsOfValidCurves) {
