@@ -277,9 +277,6 @@ TEST(RenderDrawGeom2DSelection, DimensionIsCheckedBeforeAnyCandidate) {
     }
   }
   EXPECT_EQ(found, (Ints{42}));
-  std::vector<double> closest;
-  EXPECT_EQ(codeOf([&] { g.findClosestPoint(c, {0}, closest); }),
-            "findClosestPoint only implemented in 3D");
 }
 
 TEST(RenderDrawGeom2DRenderExport, PointsCurvesAndFacesShareMergedPositions) {
