@@ -42,7 +42,7 @@ class ProbeGeom : public nkdatacarrier::RenderDraw1D {
 
 TEST(RenderDrawGeomAttributes, UnsetTypeAndDimensions) {
   EXPECT_EQ(int(ProbeGeom().getObjectType()), 13);
-  EXPECT_EQ(ProbeGeom().getId() + int(ProbeGeom().getLabel().size()), 0);
+  EXPECT_EQ(std::to_string(ProbeGeom().getId()) + ProbeGeom().getLabel(), "0");  // id 0, no label
   // The edit sketch (12) deliberately reports 0; so does any value outside the table.
   const int expected[16] = {0, 3, 2, 1, 3, 3, 3, 3, 2, 2, 2, 1, 1, 0, 0, 0};
   for (int t = -1; t <= 14; ++t)
