@@ -36,15 +36,13 @@ RenderGeom2D mappedPlate() {
   return g;
 }
 
-// The bytes of g as a version-0 stream: its version field set to 0 and its maps cut off.
-std::vector<char> asVersion0(const RenderGeom2D& g) {
+// The bytes of g as a version-0 stream: its version field set to 0 and its maps (`mapInts`
+// values of four bytes) cut off.
+template <typename G>
+std::vector<char> asVersion0(const G& g, std::size_t mapInts) {
   std::vector<char> bytes = qvtest::binaryOf(g);
-  const std::size_t id = 4 + RenderGeom2D::getStaticClassID().size();
-  const unsigned int zero = 0;
-  std::memcpy(bytes.data() + id, &zero, 4);
-  const std::size_t maps =
-      4 * (6 + g.getPointMap().size() + g.getEdgeMap().size() + g.getDomainMap().size());
-  bytes.resize(bytes.size() - maps);
+  std::memset(bytes.data() + 4 + G::getStaticClassID().size(), 0, 4);
+  bytes.resize(bytes.size() - 4 * mapInts);
   return bytes;
 }
 
@@ -132,7 +130,7 @@ TEST(RenderGeomSerialization, MapsAfterTheAttributeBlock) {
 
 TEST(RenderGeomSerialization, VersionZeroHasNoMapsAndLeavesThemAlone) {
   const RenderGeom2D g = mappedPlate();
-  const std::vector<char> bytes = asVersion0(g);
+  const std::vector<char> bytes = asVersion0(g, 6 + 5 + 3 + 2);  // counts, then the three maps
   RenderGeom2D fresh;
   BinaryISerialStream in(bytes);
   fresh.deserialize(in);
@@ -212,10 +210,7 @@ TEST(RenderGeom3DMaps, InitRuleOnEveryKindAndTheMapSequence) {
 TEST(RenderGeom3DMaps, VersionsAndTheCheckedCast) {
   // Version 0: the 3D block alone, maps left as they were.
   const RenderGeom3D m = mappedBlock();
-  std::vector<char> bytes = qvtest::binaryOf(m);
-  const unsigned int zero = 0;
-  std::memcpy(bytes.data() + 4 + RenderGeom3D::getStaticClassID().size(), &zero, 4);
-  bytes.resize(bytes.size() - 4 * (8 + 5 + 4 + 3 + 2));
+  const std::vector<char> bytes = asVersion0(m, 8 + 5 + 4 + 3 + 2);
   RenderGeom3D kept(3);
   kept.initPointMap(0);
   BinaryISerialStream in(bytes);
