@@ -67,7 +67,7 @@ TEST(Curve2DSegmentHelpers, BoxLineIntersectCountsTouching) {
     EXPECT_FALSE(Curve2D::boxLineIntersect(unit, a, b)) << a.x << ", " << a.y;
 }
 
-TEST(Curve2DInside, BallAndBoxIncludeTheirBoundary) {
+TEST(Curve2DInside, BallAndBoxIncludeTheirBoundaryAndShortCurvesNeverIntersect) {
   const Curve2D c = makeCurve({{0, 0}, {3, 4}}, {0.0f, 3.0f, 0.0f, 4.0f});
   EXPECT_TRUE(c.insideBall({0, 0}, 5.0));  // (3, 4) on the sphere
   EXPECT_FALSE(c.insideBall({0, 0}, 4.999));
@@ -77,9 +77,7 @@ TEST(Curve2DInside, BallAndBoxIncludeTheirBoundary) {
   const Curve2D wrongBox = makeCurve({{0, 0}, {3, 4}}, {10.0f, 11.0f, 10.0f, 11.0f});
   EXPECT_FALSE(wrongBox.insideBall({0, 0}, 5.0));
   EXPECT_FALSE(wrongBox.insideBox({-1, 4, -1, 5}));
-}
-
-TEST(Curve2DInside, FewVerticesAreInsideButNeverIntersect) {
+  // Fewer than two vertices are inside but never intersect; an invalid curve is neither.
   const Curve2D none = makeCurve({}, {0.0f, 1.0f, 0.0f, 1.0f});
   EXPECT_TRUE(none.insideBox({0.5, 2, 0.5, 2}));
   EXPECT_FALSE(none.insideBox({2, 3, 2, 3}));

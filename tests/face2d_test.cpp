@@ -58,7 +58,7 @@ TEST(Face2DArea, IsSignedAndUsesSinglePrecisionDifferences) {
   EXPECT_TRUE(kInvalidSquare.pointInFace(0.5, 0.5));  // the flag is not consulted
 }
 
-TEST(Face2DPointInFace, EdgesAndVerticesAreInsideWithinARelativeTolerance) {
+TEST(Face2DPointInFace, EdgesInsideWithinARelativeToleranceClockwiseTrianglesHoldNothing) {
   EXPECT_TRUE(kUnitSquare.pointInFace(0, 0));
   EXPECT_TRUE(kUnitSquare.pointInFace(0.5, 0.5));  // on the shared diagonal
   EXPECT_TRUE(kUnitSquare.pointInFace(0.25, 0.75));
@@ -71,9 +71,7 @@ TEST(Face2DPointInFace, EdgesAndVerticesAreInsideWithinARelativeTolerance) {
   // A thousand times smaller, it shrinks a million times.
   const Face2D small = makeFace({{0, 0}, {1e-3f, 0}, {0, 1e-3f}}, {0, 1, 2});
   EXPECT_FALSE(small.pointInFace(0.0005 + 1e-9, 0.0005));
-}
-
-TEST(Face2DPointInFace, ClockwiseTrianglesContainNothing) {
+  // Clockwise triangles contain nothing.
   const Face2D cw = makeFace({{0, 0}, {0, 1}, {1, 0}}, {0, 1, 2});
   EXPECT_FALSE(cw.pointInFace(0.25, 0.25));
   EXPECT_FALSE(cw.pointInFace(0, 0));
