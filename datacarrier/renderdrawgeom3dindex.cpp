@@ -1,9 +1,12 @@
 #include "datacarrier/renderdrawgeom3dindex.h"
 
+#include <emmintrin.h>
+#include <xmmintrin.h>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -55,10 +58,9 @@ struct Node {
   int count;
 };
 
-// A node of the four-wide tree that queries walk: the boxes of up to four children side by side
-// (so that one visit reads them together), and per child either a leaf's triangle range or the
-// index of an inner node.
-struct Node4 {
+// A node of the four-wide tree as the collapse builds it: the float boxes of up to four
+// children, and per child either a leaf's triangle range or the index of an inner node.
+struct WideNode {
   float lo[3][4];
   float hi[3][4];
   // Leaf: first triangle; inner child: node index.
@@ -66,6 +68,29 @@ struct Node4 {
   // > 0: a leaf of that many triangles; 0: an inner node; -1: no child in this slot.
   int count[4];
 };
+
+// A node of the four-wide tree that queries walk, in one cache line: the children's boxes on a
+// grid of 256 steps per axis over the node (origin + q 2^e, with the same float arithmetic
+// wherever it is decoded), each bound rounded outwards so that the decoded box holds the
+// child's float box; child and count as in WideNode.
+struct alignas(64) Node4 {
+  float origin[3];
+  std::int8_t exponent[3];
+  std::int8_t count[4];
+  std::uint8_t used;     // bit k: slot k holds a child
+  std::uint8_t q[6][4];  // low bounds x, y, z, then high bounds x, y, z
+  int child[4];
+
+  float scale(int a) const {
+    const std::uint32_t bits = std::uint32_t(exponent[a] + 127) << 23;
+    float f;
+    std::memcpy(&f, &bits, sizeof f);
+    return f;
+  }
+  float lo(int a, int k) const { return origin[a] + float(q[a][k]) * scale(a); }
+  float hi(int a, int k) const { return origin[a] + float(q[3 + a][k]) * scale(a); }
+};
+static_assert(sizeof(Node4) == 64, "a node fills one cache line");
 
 // The largest float not above v, and the smallest not below.
 float floatDown(double v) {
@@ -96,6 +121,8 @@ struct RenderDrawGeom3DIndex::Tree {
   // sheets so that a query reads the triangles of a leaf from one place.
   std::vector<float> positions;
   std::vector<TriRef> always;  // in sheet order, then triangle order
+  // The largest magnitude of a node bound (infinite when a bound overflowed, zero when empty).
+  double reach = 0.0;
   // Per sheet: the vertex records (six floats each) and the triangle indices; null when the
   // sheet is not indexed (invalid or without triangles).
   std::vector<const Sheet3D::Vertex*> vertices;
@@ -205,7 +232,7 @@ struct Builder {
 // of a binary node and keeps opening its largest inner child until it holds four.
 struct Collapser {
   const std::vector<Node>& in;
-  std::vector<Node4>& out;
+  std::vector<WideNode>& out;
 
   static float halfArea(const Node& n) {
     const float dx = n.hi[0] - n.lo[0], dy = n.hi[1] - n.lo[1], dz = n.hi[2] - n.lo[2];
@@ -235,9 +262,9 @@ struct Collapser {
       slots[used++] = in[opened].first;
     }
     const int index = static_cast<int>(out.size());
-    out.push_back(Node4());
+    out.push_back(WideNode());
     for (int k = 0; k < 4; ++k) {
-      Node4& node = out[index];
+      WideNode& node = out[index];
       if (k >= used) {
         for (int a = 0; a < 3; ++a) {
           node.lo[a][k] = std::numeric_limits<float>::infinity();
@@ -263,16 +290,70 @@ struct Collapser {
   }
 };
 
+// The node of the walked tree for a collapsed one; reach grows to the largest magnitude of a
+// decoded bound.
+Node4 quantize(const WideNode& w, double& reach) {
+  Node4 n;
+  n.used = 0;
+  for (int k = 0; k < 4; ++k) {
+    n.child[k] = w.child[k];
+    n.count[k] = static_cast<std::int8_t>(w.count[k]);
+    if (w.count[k] >= 0) n.used |= static_cast<std::uint8_t>(1u << k);
+  }
+  for (int a = 0; a < 3; ++a) {
+    float lo = std::numeric_limits<float>::infinity();
+    float hi = -lo;
+    for (int k = 0; k < 4; ++k) {
+      if (w.count[k] < 0) continue;
+      lo = std::min(lo, w.lo[a][k]);
+      hi = std::max(hi, w.hi[a][k]);
+    }
+    if (!(lo <= hi)) lo = hi = 0.0f;  // no child
+    n.origin[a] = lo;
+    // The smallest step (a power of two, at least 2^-126) whose 255th grid line, as decoded,
+    // reaches the top.
+    int e = -126;
+    const double extent = double(hi) - double(lo);
+    if (extent > 0.0) e = std::max(e, std::ilogb(extent / 255.0));
+    n.exponent[a] = static_cast<std::int8_t>(e);
+    while (n.origin[a] + 255.0f * n.scale(a) < hi)
+      n.exponent[a] = static_cast<std::int8_t>(++e);
+    const double step = std::ldexp(1.0, e);
+    for (int k = 0; k < 4; ++k) {
+      if (w.count[k] < 0) {
+        n.q[a][k] = 255;
+        n.q[3 + a][k] = 0;
+        continue;
+      }
+      const double l = std::floor((double(w.lo[a][k]) - double(lo)) / step);
+      const double h = std::ceil((double(w.hi[a][k]) - double(lo)) / step);
+      int ql = static_cast<int>(std::min(255.0, std::max(0.0, l)));
+      int qh = static_cast<int>(std::min(255.0, std::max(0.0, h)));
+      n.q[a][k] = static_cast<std::uint8_t>(ql);
+      while (ql > 0 && n.lo(a, k) > w.lo[a][k])
+        n.q[a][k] = static_cast<std::uint8_t>(--ql);
+      n.q[3 + a][k] = static_cast<std::uint8_t>(qh);
+      while (qh < 255 && n.hi(a, k) < w.hi[a][k])
+        n.q[3 + a][k] = static_cast<std::uint8_t>(++qh);
+      reach =
+          std::max(reach, std::max(std::fabs(double(n.lo(a, k))), std::fabs(double(n.hi(a, k)))));
+    }
+  }
+  return n;
+}
+
 // Squared distance from p to child k's box, made slightly smaller so that rounding never lets
 // it exceed a distance computed to a point inside the box.
 double lowerBound2(const Node4& n, int k, const double* p) {
   double sum = 0.0;
   for (int a = 0; a < 3; ++a) {
     double d = 0.0;
-    if (p[a] < double(n.lo[a][k])) {
-      d = double(n.lo[a][k]) - p[a];
-    } else if (p[a] > double(n.hi[a][k])) {
-      d = p[a] - double(n.hi[a][k]);
+    const double lo = double(n.lo(a, k));
+    const double hi = double(n.hi(a, k));
+    if (p[a] < lo) {
+      d = lo - p[a];
+    } else if (p[a] > hi) {
+      d = p[a] - hi;
     }
     sum += d * d;
   }
@@ -303,6 +384,101 @@ struct ClosestState {
       rank = r;
       tri = t;
       sheet = s;
+    }
+  }
+};
+
+// The line o + t D in single precision for the walk of the tree: four child boxes per step,
+// without branches. Every box is grown by a slack (folded into the origin: the low planes are
+// taken from o + slack, the high ones from o - slack), which covers every rounding: with
+// T = max |o| + the largest magnitude of a bound, a line that meets a box meets it at some
+// |t| <= T for the direction scaled to a largest component of 1; replacing components below
+// 2^-30 by 2^-30 moves that point by at most 2^-30 T; rounding the origin, the inverse
+// direction, the difference and the product in float errs by less than 2^-21 T in the
+// position. A slack of 2^-18 T thus keeps every box a line meets (in exact arithmetic on the
+// double line) accepted. Lines whose T is not below 2^60 (or not finite) are left to the
+// double-precision test, as are lines without a direction.
+struct FloatLine {
+  __m128 oPlus[3];
+  __m128 oMinus[3];
+  __m128 inv[3];
+
+  bool set(const double* o, const double* D, double reach) {
+    double dmax = 0.0, omax = 0.0;
+    for (int k = 0; k < 3; ++k) {
+      dmax = std::max(dmax, std::fabs(D[k]));
+      omax = std::max(omax, std::fabs(o[k]));
+    }
+    const double T = omax + reach;
+    if (!(dmax > 0.0) || !(dmax < kInf) || !(T < 0x1p60)) return false;
+    const double slack = 0x1p-18 * T + 0x1p-126;
+    for (int k = 0; k < 3; ++k) {
+      double d = D[k] / dmax;
+      if (std::fabs(d) < 0x1p-30) d = d < 0.0 ? -0x1p-30 : 0x1p-30;
+      inv[k] = _mm_set1_ps(static_cast<float>(1.0 / d));
+      oPlus[k] = _mm_set1_ps(static_cast<float>(o[k] + slack));
+      oMinus[k] = _mm_set1_ps(static_cast<float>(o[k] - slack));
+    }
+    return true;
+  }
+
+  // The slots of the node whose boxes the line meets, as bits.
+  int meets(const Node4& n) const {
+    // The 24 grid bounds widened to four lanes per axis and side.
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i q0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&n.q[0][0]));
+    const __m128i q1 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(&n.q[4][0]));
+    const __m128i w0 = _mm_unpacklo_epi8(q0, zero);
+    const __m128i w1 = _mm_unpackhi_epi8(q0, zero);
+    const __m128i w2 = _mm_unpacklo_epi8(q1, zero);
+    const __m128 grid[6] = {_mm_cvtepi32_ps(_mm_unpacklo_epi16(w0, zero)),
+                            _mm_cvtepi32_ps(_mm_unpackhi_epi16(w0, zero)),
+                            _mm_cvtepi32_ps(_mm_unpacklo_epi16(w1, zero)),
+                            _mm_cvtepi32_ps(_mm_unpackhi_epi16(w1, zero)),
+                            _mm_cvtepi32_ps(_mm_unpacklo_epi16(w2, zero)),
+                            _mm_cvtepi32_ps(_mm_unpackhi_epi16(w2, zero))};
+    __m128 tNear = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    __m128 tFar = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    for (int k = 0; k < 3; ++k) {
+      const __m128 origin = _mm_set1_ps(n.origin[k]);
+      const __m128 step = _mm_set1_ps(n.scale(k));
+      const __m128 lo = _mm_add_ps(origin, _mm_mul_ps(grid[k], step));
+      const __m128 hi = _mm_add_ps(origin, _mm_mul_ps(grid[3 + k], step));
+      const __m128 a = _mm_mul_ps(_mm_sub_ps(lo, oPlus[k]), inv[k]);
+      const __m128 b = _mm_mul_ps(_mm_sub_ps(hi, oMinus[k]), inv[k]);
+      tNear = _mm_max_ps(tNear, _mm_min_ps(a, b));
+      tFar = _mm_min_ps(tFar, _mm_max_ps(a, b));
+    }
+    return _mm_movemask_ps(_mm_cmple_ps(tNear, tFar)) & n.used;
+  }
+
+  template <class Prefetch, class Visit>
+  void forEachReached(const std::vector<Node4>& nodes, Prefetch&& prefetch, Visit&& visit) const {
+    if (nodes.empty()) return;
+    int stack[kStackSize];
+    int sp = 0;
+    stack[sp++] = 0;
+    while (sp > 0) {
+      const Node4& node = nodes[stack[--sp]];
+      const int mask = meets(node);
+      // Inner children are pushed and their nodes fetched ahead of their visit, as are the
+      // corners of the leaves' triangles ahead of their tests: the walk waits on memory.
+      int leaves = 0;
+      for (int m = mask; m; m &= m - 1) {
+        const int k = __builtin_ctz(m);
+        if (node.count[k] == 0) {
+          _mm_prefetch(reinterpret_cast<const char*>(&nodes[node.child[k]]), _MM_HINT_T0);
+          stack[sp++] = node.child[k];
+        } else {
+          prefetch(node.child[k], node.count[k]);
+          leaves |= 1 << k;
+        }
+      }
+      for (; leaves; leaves &= leaves - 1) {
+        const int k = __builtin_ctz(leaves);
+        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
+          visit(i);
+      }
     }
   }
 };
@@ -395,11 +571,20 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
       for (int a = 0; a < 3; ++a)
         ext = std::max(ext, hi[a] - lo[a]);
       const double margin = 1e-3 * ext + 1e-6 * maxAbs + 1e-300;
+      float box[6];
+      bool bounded = true;
+      for (int a = 0; a < 3; ++a) {
+        box[a] = floatDown(lo[a] - margin);
+        box[3 + a] = floatUp(hi[a] + margin);
+        bounded = bounded && std::isfinite(box[a]) && std::isfinite(box[3 + a]);
+      }
+      // Near the largest float the grown box has no float bounds: tested on every query.
+      if (!bounded) {
+        tree->always.push_back({k, i});
+        continue;
+      }
       refs.push_back({k, i});
-      for (int a = 0; a < 3; ++a)
-        boxes.push_back(floatDown(lo[a] - margin));
-      for (int a = 0; a < 3; ++a)
-        boxes.push_back(floatUp(hi[a] + margin));
+      boxes.insert(boxes.end(), box, box + 6);
       for (int a = 0; a < 3; ++a) {
         const double c = 0.5 * (lo[a] + hi[a]);
         cLo[a] = std::min(cLo[a], c);
@@ -450,9 +635,13 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     binary.reserve(2 * (n / kLeafSize + 1));
     Builder builder{sortedCodes, boxes, order, binary};
     builder.build(0, static_cast<int>(n));
-    tree->nodes.reserve(binary.size() / 3 + 1);
-    Collapser collapser{binary, tree->nodes};
+    std::vector<WideNode> wide;
+    wide.reserve(binary.size() / 3 + 1);
+    Collapser collapser{binary, wide};
     collapser.collapse(0);
+    tree->nodes.resize(wide.size());
+    for (std::size_t i = 0; i < wide.size(); ++i)
+      tree->nodes[i] = quantize(wide[i], tree->reach);
   }
   tree->tris.resize(n);
   tree->positions.resize(9 * n);
@@ -522,8 +711,8 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     if (all) return true;
     double tNear = -kInf, tFar = kInf;
     for (int k = 0; k < 3; ++k) {
-      const double lo = double(node.lo[k][slot]) - o[k];
-      const double hi = double(node.hi[k][slot]) - o[k];
+      const double lo = double(node.lo(k, slot)) - o[k];
+      const double hi = double(node.hi(k, slot)) - o[k];
       if (D[k] == 0.0) {
         if (lo > 0.0 || hi < 0.0) return false;
         continue;
@@ -536,10 +725,23 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     return tNear <= tFar + 1e-9 * (std::fabs(tNear) + std::fabs(tFar));
   };
   Sheet3D::Vertex v[3];
-  tree.forEachReached(meets, [&](int i) {
+  auto visit = [&](int i) {
     tree.corners(i, v);
     test(tree.tris[i], v);
-  });
+  };
+  FloatLine fl;
+  if (!all && fl.set(o, D, tree.reach)) {
+    auto prefetch = [&](int first, int count) {
+      const char* p = reinterpret_cast<const char*>(&tree.positions[9 * std::size_t(first)]);
+      const char* end = p + 36 * count;
+      for (; p < end; p += 64)
+        _mm_prefetch(p, _MM_HINT_T0);
+      _mm_prefetch(end - 1, _MM_HINT_T0);
+    };
+    fl.forEachReached(tree.nodes, prefetch, visit);
+  } else {
+    tree.forEachReached(meets, visit);
+  }
 
   // The plain query orders by (t, position), a NaN t last, position counting hits in sheet
   // order and then triangle order: (t, sheet, triangle) is the same order.
@@ -704,9 +906,9 @@ bool RenderDrawGeom3DIndex::pointInSolid(const std::vector<double>& p, int solid
                        !std::isfinite(hi[1]) || !std::isfinite(top);
     tree.forEachReached(
         [&](const Node4& node, int k) {
-          return every || !(double(node.hi[2][k]) < top || double(node.lo[0][k]) > hi[0] ||
-                            double(node.hi[0][k]) < lo[0] || double(node.lo[1][k]) > hi[1] ||
-                            double(node.hi[1][k]) < lo[1]);
+          return every || !(double(node.hi(2, k)) < top || double(node.lo(0, k)) > hi[0] ||
+                            double(node.hi(0, k)) < lo[0] || double(node.lo(1, k)) > hi[1] ||
+                            double(node.hi(1, k)) < lo[1]);
         },
         [&](int i) { collectTriangle(tree.tris[i]); });
   };
@@ -738,7 +940,7 @@ std::vector<int> RenderDrawGeom3DIndex::touchingCandidates(const double* lo, con
       [&](const Node4& node, int k) {
         bool apart = false;
         for (int a = 0; a < 3; ++a)
-          apart = apart || double(node.lo[a][k]) > hi[a] || double(node.hi[a][k]) < lo[a];
+          apart = apart || double(node.lo(a, k)) > hi[a] || double(node.hi(a, k)) < lo[a];
         return !apart;
       },
       [&](int i) { possible[tree.tris[i].sheet] = 1; });
