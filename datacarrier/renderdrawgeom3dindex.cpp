@@ -116,9 +116,13 @@ std::uint32_t spreadBits(std::uint32_t v) {
 
 struct RenderDrawGeom3DIndex::Tree {
   std::vector<Node4> nodes;
-  std::vector<TriRef> tris;  // in leaf order
-  // The corner positions of the triangles in leaf order, nine floats each, copied from the
-  // sheets so that a query reads the triangles of a leaf from one place.
+  // The triangles in leaf order: leaf b holds positions 4 b to 4 b + its count - 1 (a leaf
+  // holds at most four); the positions beyond a leaf's count repeat its first triangle.
+  std::vector<TriRef> tris;
+  int indexed = 0;
+  // The corner positions of each leaf's triangles, copied from the sheets so that a query reads
+  // a leaf from one place: per leaf 36 floats, corner a x, y, z, corner b x, y, z, corner c x,
+  // y, z, each as four lanes (one per triangle).
   std::vector<float> positions;
   std::vector<TriRef> always;  // in sheet order, then triangle order
   // The largest magnitude of a node bound (infinite when a bound overflowed, zero when empty).
@@ -154,11 +158,11 @@ struct RenderDrawGeom3DIndex::Tree {
   }
   // The corners of leaf triangle i as vertices with their stored positions (no normals).
   void corners(int i, Sheet3D::Vertex* v) const {
-    const float* f = &positions[9 * std::size_t(i)];
+    const float* f = &positions[9 * std::size_t(i & ~3) + (i & 3)];
     for (int c = 0; c < 3; ++c) {
-      v[c].x = f[3 * c];
-      v[c].y = f[3 * c + 1];
-      v[c].z = f[3 * c + 2];
+      v[c].x = f[4 * (3 * c)];
+      v[c].y = f[4 * (3 * c + 1)];
+      v[c].z = f[4 * (3 * c + 2)];
     }
   }
 };
@@ -452,8 +456,9 @@ struct FloatLine {
     return _mm_movemask_ps(_mm_cmple_ps(tNear, tFar)) & n.used;
   }
 
-  template <class Prefetch, class Visit>
-  void forEachReached(const std::vector<Node4>& nodes, Prefetch&& prefetch, Visit&& visit) const {
+  // Calls leaf(first, count) for every leaf whose box the line meets, depth first.
+  template <class Leaf>
+  void forEachReached(const std::vector<Node4>& nodes, const float* positions, Leaf&& leaf) const {
     if (nodes.empty()) return;
     int stack[kStackSize];
     int sp = 0;
@@ -470,17 +475,84 @@ struct FloatLine {
           _mm_prefetch(reinterpret_cast<const char*>(&nodes[node.child[k]]), _MM_HINT_T0);
           stack[sp++] = node.child[k];
         } else {
-          prefetch(node.child[k], node.count[k]);
+          const char* p = reinterpret_cast<const char*>(positions + 9 * std::size_t(node.child[k]));
+          _mm_prefetch(p, _MM_HINT_T0);
+          _mm_prefetch(p + 64, _MM_HINT_T0);
+          _mm_prefetch(p + 128, _MM_HINT_T0);
           leaves |= 1 << k;
         }
       }
       for (; leaves; leaves &= leaves - 1) {
         const int k = __builtin_ctz(leaves);
-        for (int i = node.child[k]; i < node.child[k] + node.count[k]; ++i)
-          visit(i);
+        leaf(node.child[k], node.count[k]);
       }
     }
   }
+};
+
+// The first steps of trianglemath::lineHitsTriangle for the four triangles of a leaf at once,
+// two lanes of doubles at a time, each operation the same as in the scalar test and in the same
+// order, so that each lane passes or fails the barycentric band exactly as the scalar test
+// does. Returns the lanes that pass (the scalar test then computes their hits).
+struct LineLanes {
+  explicit LineLanes(const trianglemath::LineQuery& q) {
+    for (int k = 0; k < 3; ++k) {
+      p0[k] = _mm_set1_pd(q.p0[k]);
+      d[k] = _mm_set1_pd(q.d[k]);
+    }
+  }
+
+  int pierced(const float* block) const {
+    __m128 e1f[3], e2f[3], af[3];
+    for (int k = 0; k < 3; ++k) {
+      af[k] = _mm_load_ps(block + 4 * k);
+      e1f[k] = _mm_sub_ps(_mm_load_ps(block + 4 * (3 + k)), af[k]);
+      e2f[k] = _mm_sub_ps(_mm_load_ps(block + 4 * (6 + k)), af[k]);
+    }
+    const __m128d sign = _mm_set1_pd(-0.0);
+    const __m128d two = _mm_set1_pd(2.0);
+    const __m128d low = _mm_set1_pd(-1e-5);
+    const __m128d high = _mm_set1_pd(1.00001);
+    int mask = 0;
+    for (int half = 0; half < 2; ++half) {
+      __m128d e1[3], e2[3], w[3];
+      for (int k = 0; k < 3; ++k) {
+        const __m128 a = half ? _mm_movehl_ps(af[k], af[k]) : af[k];
+        const __m128 x = half ? _mm_movehl_ps(e1f[k], e1f[k]) : e1f[k];
+        const __m128 y = half ? _mm_movehl_ps(e2f[k], e2f[k]) : e2f[k];
+        e1[k] = _mm_cvtps_pd(x);
+        e2[k] = _mm_cvtps_pd(y);
+        w[k] = _mm_sub_pd(p0[k], _mm_cvtps_pd(a));
+      }
+      // pv = e2 x d
+      const __m128d pv0 = _mm_sub_pd(_mm_mul_pd(e2[1], d[2]), _mm_mul_pd(e2[2], d[1]));
+      const __m128d pv1 = _mm_sub_pd(_mm_mul_pd(e2[2], d[0]), _mm_mul_pd(e2[0], d[2]));
+      const __m128d pv2 = _mm_sub_pd(_mm_mul_pd(e2[0], d[1]), _mm_mul_pd(e2[1], d[0]));
+      const __m128d det = _mm_add_pd(_mm_add_pd(_mm_mul_pd(e1[0], pv0), _mm_mul_pd(e1[1], pv1)),
+                                     _mm_mul_pd(e1[2], pv2));
+      const __m128d ns = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w[0], pv0), _mm_mul_pd(w[1], pv1)),
+                                    _mm_mul_pd(w[2], pv2));
+      // Not |ns| >= 2 |det| (a NaN goes on), then the band of s.
+      __m128d ok =
+          _mm_cmpnge_pd(_mm_andnot_pd(sign, ns), _mm_mul_pd(two, _mm_andnot_pd(sign, det)));
+      const __m128d s = _mm_div_pd(ns, det);
+      ok = _mm_and_pd(ok, _mm_and_pd(_mm_cmpgt_pd(s, low), _mm_cmplt_pd(s, high)));
+      // qv = d x e1
+      const __m128d qv0 = _mm_sub_pd(_mm_mul_pd(d[1], e1[2]), _mm_mul_pd(d[2], e1[1]));
+      const __m128d qv1 = _mm_sub_pd(_mm_mul_pd(d[2], e1[0]), _mm_mul_pd(d[0], e1[2]));
+      const __m128d qv2 = _mm_sub_pd(_mm_mul_pd(d[0], e1[1]), _mm_mul_pd(d[1], e1[0]));
+      const __m128d u =
+          _mm_div_pd(_mm_add_pd(_mm_add_pd(_mm_mul_pd(w[0], qv0), _mm_mul_pd(w[1], qv1)),
+                                _mm_mul_pd(w[2], qv2)),
+                     det);
+      ok = _mm_and_pd(ok, _mm_and_pd(_mm_cmpgt_pd(u, low), _mm_cmplt_pd(_mm_add_pd(s, u), high)));
+      mask |= _mm_movemask_pd(ok) << (2 * half);
+    }
+    return mask;
+  }
+
+  __m128d p0[3];
+  __m128d d[3];
 };
 
 struct LineHit {
@@ -630,8 +702,8 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     order.swap(scratch);
   }
 
+  std::vector<Node> binary;
   if (n > 0) {
-    std::vector<Node> binary;
     binary.reserve(2 * (n / kLeafSize + 1));
     Builder builder{sortedCodes, boxes, order, binary};
     builder.build(0, static_cast<int>(n));
@@ -643,25 +715,42 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     for (std::size_t i = 0; i < wide.size(); ++i)
       tree->nodes[i] = quantize(wide[i], tree->reach);
   }
-  tree->tris.resize(n);
-  tree->positions.resize(9 * n);
-  for (std::size_t i = 0; i < n; ++i) {
-    const TriRef r = refs[order[i]];
-    tree->tris[i] = r;
-    for (int c = 0; c < 3; ++c) {
-      const Sheet3D::Vertex& v = tree->vertex(r, c);
-      tree->positions[9 * i + 3 * c] = v.x;
-      tree->positions[9 * i + 3 * c + 1] = v.y;
-      tree->positions[9 * i + 3 * c + 2] = v.z;
+  tree->indexed = static_cast<int>(n);
+  tree->tris.reserve(n + n / 2 + 4);
+  tree->positions.reserve(9 * (n + n / 2 + 4));
+  // Leaves in tree order, each renumbered to start at a multiple of four.
+  std::vector<int> leafStart(n + 1, -1);
+  for (std::size_t j = 0; j < binary.size(); ++j) {
+    if (binary[j].count > 0) leafStart[binary[j].first] = static_cast<int>(tree->tris.size());
+    for (int lane = 0; lane < 4 && binary[j].count > 0; ++lane) {
+      const int pos = binary[j].first + (lane < binary[j].count ? lane : 0);
+      const TriRef r = refs[order[pos]];
+      tree->tris.push_back(r);
     }
   }
+  tree->positions.resize(9 * tree->tris.size());
+  for (std::size_t b = 0; 4 * b < tree->tris.size(); ++b) {
+    float* f = &tree->positions[36 * b];
+    for (int lane = 0; lane < 4; ++lane) {
+      const TriRef& r = tree->tris[4 * b + lane];
+      for (int c = 0; c < 3; ++c) {
+        const Sheet3D::Vertex& v = tree->vertex(r, c);
+        f[4 * (3 * c) + lane] = v.x;
+        f[4 * (3 * c + 1) + lane] = v.y;
+        f[4 * (3 * c + 2) + lane] = v.z;
+      }
+    }
+  }
+  for (Node4& node : tree->nodes)
+    for (int k = 0; k < 4; ++k)
+      if (node.count[k] > 0) node.child[k] = leafStart[node.child[k]];
   tree_ = std::move(tree);
 }
 
 RenderDrawGeom3DIndex::~RenderDrawGeom3DIndex() = default;
 
 int RenderDrawGeom3DIndex::getNumberOfIndexedTriangles() const {
-  return static_cast<int>(tree_->tris.size());
+  return tree_->indexed;
 }
 
 int RenderDrawGeom3DIndex::getNumberOfAlwaysTestedTriangles() const {
@@ -731,14 +820,12 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
   };
   FloatLine fl;
   if (!all && fl.set(o, D, tree.reach)) {
-    auto prefetch = [&](int first, int count) {
-      const char* p = reinterpret_cast<const char*>(&tree.positions[9 * std::size_t(first)]);
-      const char* end = p + 36 * count;
-      for (; p < end; p += 64)
-        _mm_prefetch(p, _MM_HINT_T0);
-      _mm_prefetch(end - 1, _MM_HINT_T0);
-    };
-    fl.forEachReached(tree.nodes, prefetch, visit);
+    const LineLanes lanes(line);
+    fl.forEachReached(tree.nodes, tree.positions.data(), [&](int first, int count) {
+      int mask = lanes.pierced(&tree.positions[9 * std::size_t(first)]) & ((1 << count) - 1);
+      for (; mask; mask &= mask - 1)
+        visit(first + __builtin_ctz(mask));
+    });
   } else {
     tree.forEachReached(meets, visit);
   }
