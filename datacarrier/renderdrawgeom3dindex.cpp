@@ -821,11 +821,46 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
   FloatLine fl;
   if (!all && fl.set(o, D, tree.reach)) {
     const LineLanes lanes(line);
+    // The hits' normals read the sheets' vertices, far apart in memory: the hits are kept until
+    // the walk ends, and then their triangles, indices and vertices are fetched together.
+    struct Pending {
+      trianglemath::LineHit hit;
+      int i;
+    };
+    std::vector<Pending> pending;
     fl.forEachReached(tree.nodes, tree.positions.data(), [&](int first, int count) {
       int mask = lanes.pierced(&tree.positions[9 * std::size_t(first)]) & ((1 << count) - 1);
-      for (; mask; mask &= mask - 1)
-        visit(first + __builtin_ctz(mask));
+      for (; mask; mask &= mask - 1) {
+        const int i = first + __builtin_ctz(mask);
+        tree.corners(i, v);
+        Pending p;
+        if (!trianglemath::lineHitsTriangle(line, v[0], v[1], v[2], p.hit)) continue;
+        p.i = i;
+        pending.push_back(p);
+        _mm_prefetch(reinterpret_cast<const char*>(&tree.tris[i]), _MM_HINT_T0);
+      }
     });
+    for (const Pending& p : pending) {
+      const TriRef& r = tree.tris[p.i];
+      _mm_prefetch(
+          reinterpret_cast<const char*>(tree.triangles[r.sheet] + 3 * std::ptrdiff_t(r.tri)),
+          _MM_HINT_T0);
+    }
+    for (const Pending& p : pending) {
+      const TriRef& r = tree.tris[p.i];
+      for (int c = 0; c < 3; ++c)
+        _mm_prefetch(reinterpret_cast<const char*>(&tree.vertex(r, c)), _MM_HINT_T0);
+    }
+    for (const Pending& p : pending) {
+      const TriRef& r = tree.tris[p.i];
+      LineHit h;
+      h.t = p.hit.t;
+      h.sheet = r.sheet;
+      h.tri = r.tri;
+      trianglemath::interpolatedNormal(tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2),
+                                       p.hit.s, p.hit.u, h.n);
+      hits.push_back(h);
+    }
   } else {
     tree.forEachReached(meets, visit);
   }
