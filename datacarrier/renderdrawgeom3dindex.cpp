@@ -17,15 +17,15 @@
 #include "datacarrier/renderdrawgeom3d.h"
 
 // The tree is a flat bounding-volume hierarchy over the triangles of all valid sheets, built
-// from the Morton order of the triangle centres (a sort and one top-down pass, no cost model,
-// so that building costs about as much as sorting) and then collapsed to four children per
-// node; the triangles' corner positions are copied in leaf order. Each triangle's box is
-// computed from its
-// widened vertices and grown conservatively: by 1e-3 of its largest extent, far more than the
-// line test's tolerance band of 1e-5 of the edges plus the rounding of the hit parameters, and
-// by 1e-6 of its largest coordinate for the rounding of points computed on it. Triangles whose
-// boxes cannot be trusted (a coordinate not finite, or a shape so thin that rounding may let
-// the line test report a hit far from the triangle) are kept aside and tested on every query.
+// top down by the surface-area cost (binned, on a sample for large ranges) and then collapsed
+// to four children per node, each node one cache line with its children's boxes on a grid
+// rounded outwards; the triangles' corner positions are copied per leaf of four. Each
+// triangle's box is computed from its widened vertices and grown conservatively: by 1e-3 of its
+// largest extent, far more than the line test's tolerance band of 1e-5 of the edges plus the
+// rounding of the hit parameters, and by 1e-6 of its largest coordinate for the rounding of points
+// computed on it. Triangles whose boxes cannot be trusted (a coordinate not finite, or a shape so
+// thin that rounding may let the line test report a hit far from the triangle) are kept aside and
+// tested on every query.
 //
 // The index only decides which triangles to test; each test is the geometry's own arithmetic,
 // and the order of the plain queries (sheet order, then triangle order) is restored by keys.
@@ -38,8 +38,8 @@ namespace nkdatacarrier {
 namespace {
 
 constexpr int kLeafSize = 4;
-// Depth of the binary tree: at most 30 Morton bits, then halving runs of equal codes (at most
-// 31 halvings); the four-wide tree is no deeper and a visit pushes at most four entries.
+// Depth of the binary tree: at most 32 cost-driven splits, then halvings (at most 31); the
+// four-wide tree is no deeper and a visit pops one entry and pushes at most four.
 constexpr int kStackSize = 4 * 64;
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -104,14 +104,6 @@ float floatUp(double v) {
   return f;
 }
 
-std::uint32_t spreadBits(std::uint32_t v) {
-  v = (v | (v << 16)) & 0x030000FFu;
-  v = (v | (v << 8)) & 0x0300F00Fu;
-  v = (v | (v << 4)) & 0x030C30C3u;
-  v = (v | (v << 2)) & 0x09249249u;
-  return v;
-}
-
 }  // namespace
 
 struct RenderDrawGeom3DIndex::Tree {
@@ -169,66 +161,204 @@ struct RenderDrawGeom3DIndex::Tree {
 
 namespace {
 
-// Builds the node array over boxes[order[begin..end)] sorted by Morton code.
-struct Builder {
-  const std::vector<std::uint32_t>& codes;
-  const std::vector<float>& boxes;  // six floats per triangle: lo x, y, z, hi x, y, z
-  const std::vector<std::uint32_t>& order;
+// A triangle during the build: its grown box and its number in the list of indexed triangles.
+struct Prim {
+  float lo[3];
+  float hi[3];
+  std::uint32_t ref;
+};
+
+// Builds the binary tree top down. A range splits where the surface-area cost, over kBins bins
+// of the box centres along their widest axis, is least (a split whose sides overlap less is
+// worth more to every query), partitioning prims in place; a range of at most kSahBelow
+// triangles, one without such a split, or one deeper than kSahDepth splits at the median
+// centre along the widest axis, which halves it. The tree is thus at most kSahDepth + 31 levels
+// deep.
+struct SahBuilder {
+  static constexpr int kBins = 16;
+  static constexpr int kSahBelow = 16;
+  static constexpr int kSahDepth = 32;
+  std::vector<Prim>& prims;
   std::vector<Node>& nodes;
 
-  int build(int begin, int end) {
+  static float halfArea(__m128 lo, __m128 hi) {
+    float d[4];
+    _mm_storeu_ps(d, _mm_sub_ps(hi, lo));
+    return d[0] * d[1] + d[1] * d[2] + d[2] * d[0];
+  }
+  // Lanes 0-2 of the box bounds; lane 3 is not used.
+  static __m128 lowOf(const Prim& p) { return _mm_loadu_ps(p.lo); }
+  static __m128 highOf(const Prim& p) { return _mm_loadu_ps(p.hi); }
+
+  int leaf(int begin, int end) {
     const int index = static_cast<int>(nodes.size());
     nodes.push_back(Node());
-    if (end - begin <= kLeafSize) {
-      Node& leaf = nodes[index];
-      leaf.first = begin;
-      leaf.count = end - begin;
-      for (int k = 0; k < 3; ++k) {
-        leaf.lo[k] = std::numeric_limits<float>::infinity();
-        leaf.hi[k] = -std::numeric_limits<float>::infinity();
-      }
-      for (int i = begin; i < end; ++i) {
-        const float* b = &boxes[6 * std::size_t(order[i])];
-        for (int k = 0; k < 3; ++k) {
-          leaf.lo[k] = std::min(leaf.lo[k], b[k]);
-          leaf.hi[k] = std::max(leaf.hi[k], b[3 + k]);
-        }
-      }
-      return index;
-    }
-    int split = begin + (end - begin) / 2;
-    const std::uint32_t first = codes[begin];
-    const std::uint32_t last = codes[end - 1];
-    if (first != last) {
-      // The first position whose code has the highest differing bit set.
-      int bit = 31;
-      while (!(((first ^ last) >> bit) & 1u))
-        --bit;
-      const std::uint32_t mask = 1u << bit;
-      int lo = begin;
-      int hi = end - 1;
-      while (lo < hi) {
-        const int mid = lo + (hi - lo) / 2;
-        if (codes[mid] & mask) {
-          hi = mid;
-        } else {
-          lo = mid + 1;
-        }
-      }
-      split = lo;
-    }
-    build(begin, split);
-    const int right = build(split, end);
     Node& node = nodes[index];
-    node.first = right;
-    node.count = 0;
-    const Node& l = nodes[index + 1];
-    const Node& r = nodes[right];
-    for (int k = 0; k < 3; ++k) {
-      node.lo[k] = std::min(l.lo[k], r.lo[k]);
-      node.hi[k] = std::max(l.hi[k], r.hi[k]);
+    node.first = begin;
+    node.count = end - begin;
+    for (int a = 0; a < 3; ++a) {
+      node.lo[a] = std::numeric_limits<float>::infinity();
+      node.hi[a] = -std::numeric_limits<float>::infinity();
+    }
+    for (int i = begin; i < end; ++i) {
+      for (int a = 0; a < 3; ++a) {
+        node.lo[a] = std::min(node.lo[a], prims[i].lo[a]);
+        node.hi[a] = std::max(node.hi[a], prims[i].hi[a]);
+      }
     }
     return index;
+  }
+
+  // The inner node over [begin, split) and [split, end).
+  int inner(int begin, int split, int end, __m128 lcLo, __m128 lcHi, __m128 rcLo, __m128 rcHi,
+            int depth) {
+    const int index = static_cast<int>(nodes.size());
+    nodes.push_back(Node());
+    build(begin, split, lcLo, lcHi, depth + 1);
+    const int r = build(split, end, rcLo, rcHi, depth + 1);
+    Node& node = nodes[index];
+    node.first = r;
+    node.count = 0;
+    const Node& ln = nodes[index + 1];
+    const Node& rn = nodes[r];
+    for (int a = 0; a < 3; ++a) {
+      node.lo[a] = std::min(ln.lo[a], rn.lo[a]);
+      node.hi[a] = std::max(ln.hi[a], rn.hi[a]);
+    }
+    return index;
+  }
+
+  static int widest(__m128 cLo, __m128 cHi, float* extent) {
+    float ext[4];
+    _mm_storeu_ps(ext, _mm_sub_ps(cHi, cLo));
+    int axis = 0;
+    for (int a = 1; a < 3; ++a)
+      if (ext[a] > ext[axis]) axis = a;
+    *extent = ext[axis];
+    return axis;
+  }
+
+  void centres(int begin, int end, __m128& cLo, __m128& cHi) const {
+    cLo = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    cHi = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    for (int i = begin; i < end; ++i) {
+      const __m128 c = _mm_add_ps(lowOf(prims[i]), highOf(prims[i]));
+      cLo = _mm_min_ps(cLo, c);
+      cHi = _mm_max_ps(cHi, c);
+    }
+  }
+
+  int median(int begin, int end, __m128 cLo, __m128 cHi, int depth) {
+    float extent;
+    const int axis = widest(cLo, cHi, &extent);
+    const int mid = begin + (end - begin) / 2;
+    std::nth_element(prims.begin() + begin, prims.begin() + mid, prims.begin() + end,
+                     [axis](const Prim& x, const Prim& y) {
+                       return x.lo[axis] + x.hi[axis] < y.lo[axis] + y.hi[axis];
+                     });
+    __m128 lcLo, lcHi, rcLo, rcHi;
+    centres(begin, mid, lcLo, lcHi);
+    centres(mid, end, rcLo, rcHi);
+    return inner(begin, mid, end, lcLo, lcHi, rcLo, rcHi, depth);
+  }
+
+  // cLo, cHi: the bounds of lo + hi (twice the centres) over the range.
+  int build(int begin, int end, __m128 cLo, __m128 cHi, int depth) {
+    if (end - begin <= kLeafSize) return leaf(begin, end);
+    if (end - begin <= kSahBelow || depth >= kSahDepth) return median(begin, end, cLo, cHi, depth);
+    float extent;
+    const int axis = widest(cLo, cHi, &extent);
+    if (!(extent > 0.0f) || !std::isfinite(extent)) return median(begin, end, cLo, cHi, depth);
+    float base[4];
+    _mm_storeu_ps(base, cLo);
+    const float from = base[axis];
+    const float toBin = float(kBins) * 0.99999f / extent;
+    auto binOf = [&](const Prim& p) {
+      const int k = static_cast<int>((p.lo[axis] + p.hi[axis] - from) * toBin);
+      return std::min(kBins - 1, std::max(0, k));
+    };
+    const __m128 inf = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    const __m128 minf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    // Two sets of bins, filled alternately so that neighbours (often in the same bin) do not
+    // wait on each other; a large range is binned from a sample of about 2^16 triangles.
+    const int stride = std::max(1, (end - begin) >> 16);
+    int count[2][kBins] = {};
+    __m128 lo[2][kBins], hi[2][kBins];
+    for (int b = 0; b < kBins; ++b) {
+      lo[0][b] = lo[1][b] = inf;
+      hi[0][b] = hi[1][b] = minf;
+    }
+    int i = begin;
+    for (; i + stride < end; i += 2 * stride) {
+      const Prim& p = prims[i];
+      const Prim& q = prims[i + stride];
+      const int b = binOf(p);
+      const int c = binOf(q);
+      ++count[0][b];
+      ++count[1][c];
+      lo[0][b] = _mm_min_ps(lo[0][b], lowOf(p));
+      hi[0][b] = _mm_max_ps(hi[0][b], highOf(p));
+      lo[1][c] = _mm_min_ps(lo[1][c], lowOf(q));
+      hi[1][c] = _mm_max_ps(hi[1][c], highOf(q));
+    }
+    if (i < end) {
+      const int b = binOf(prims[i]);
+      ++count[0][b];
+      lo[0][b] = _mm_min_ps(lo[0][b], lowOf(prims[i]));
+      hi[0][b] = _mm_max_ps(hi[0][b], highOf(prims[i]));
+    }
+    int total = 0;
+    for (int b = 0; b < kBins; ++b) {
+      count[0][b] += count[1][b];
+      total += count[0][b];
+      lo[0][b] = _mm_min_ps(lo[0][b], lo[1][b]);
+      hi[0][b] = _mm_max_ps(hi[0][b], hi[1][b]);
+    }
+    // Cost of splitting after bin b: area times count on either side.
+    float rightCost[kBins];
+    __m128 l = inf, h = minf;
+    int n = 0;
+    for (int b = kBins - 1; b > 0; --b) {
+      n += count[0][b];
+      l = _mm_min_ps(l, lo[0][b]);
+      h = _mm_max_ps(h, hi[0][b]);
+      rightCost[b] = n ? halfArea(l, h) * float(n) : 0.0f;
+    }
+    int best = -1;
+    float bestCost = std::numeric_limits<float>::infinity();
+    l = inf;
+    h = minf;
+    n = 0;
+    for (int b = 0; b + 1 < kBins; ++b) {
+      n += count[0][b];
+      l = _mm_min_ps(l, lo[0][b]);
+      h = _mm_max_ps(h, hi[0][b]);
+      if (n == 0 || n == total) continue;
+      const float cost = halfArea(l, h) * float(n) + rightCost[b + 1];
+      if (cost < bestCost) {
+        bestCost = cost;
+        best = b;
+      }
+    }
+    if (best < 0) return median(begin, end, cLo, cHi, depth);
+    // Partition in place, with the centre bounds of both sides.
+    __m128 lcLo = inf, lcHi = minf, rcLo = inf, rcHi = minf;
+    i = begin;
+    int j = end;
+    while (i < j) {
+      const Prim& p = prims[i];
+      const __m128 c = _mm_add_ps(lowOf(p), highOf(p));
+      if (binOf(p) <= best) {
+        lcLo = _mm_min_ps(lcLo, c);
+        lcHi = _mm_max_ps(lcHi, c);
+        ++i;
+      } else {
+        rcLo = _mm_min_ps(rcLo, c);
+        rcHi = _mm_max_ps(rcHi, c);
+        std::swap(prims[i], prims[--j]);
+      }
+    }
+    return inner(begin, i, end, lcLo, lcHi, rcLo, rcHi, depth);
   }
 };
 
@@ -577,11 +707,9 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     if (sheet.isValid() && sheet.getNumberOfTriangles() > 0) total += sheet.getNumberOfTriangles();
   }
   std::vector<TriRef> refs;
-  std::vector<float> boxes;
+  std::vector<Prim> prims;
   refs.reserve(total);
-  boxes.reserve(6 * total);
-  double cLo[3] = {kInf, kInf, kInf};
-  double cHi[3] = {-kInf, -kInf, -kInf};
+  prims.reserve(total);
 
   for (int k = 0; k < nSheets; ++k) {
     const Sheet3D& sheet = geometry.getSheet(k);
@@ -655,58 +783,23 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
         tree->always.push_back({k, i});
         continue;
       }
+      Prim prim;
+      std::copy(box, box + 3, prim.lo);
+      std::copy(box + 3, box + 6, prim.hi);
+      prim.ref = static_cast<std::uint32_t>(refs.size());
+      prims.push_back(prim);
       refs.push_back({k, i});
-      boxes.insert(boxes.end(), box, box + 6);
-      for (int a = 0; a < 3; ++a) {
-        const double c = 0.5 * (lo[a] + hi[a]);
-        cLo[a] = std::min(cLo[a], c);
-        cHi[a] = std::max(cHi[a], c);
-      }
     }
   }
 
-  // Morton codes of the centres, 10 bits per axis, sorted by two stable passes of 15 bits.
   const std::size_t n = refs.size();
-  std::vector<std::uint32_t> codes(n);
-  double scale[3];
-  for (int a = 0; a < 3; ++a)
-    scale[a] = cHi[a] > cLo[a] ? 1023.0 / (cHi[a] - cLo[a]) : 0.0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const float* b = &boxes[6 * i];
-    std::uint32_t cell[3];
-    for (int a = 0; a < 3; ++a) {
-      const double c = 0.5 * (double(b[a]) + double(b[3 + a]));
-      double s = (c - cLo[a]) * scale[a];
-      s = std::min(1023.0, std::max(0.0, s));
-      cell[a] = static_cast<std::uint32_t>(s);
-    }
-    codes[i] = (spreadBits(cell[0]) << 2) | (spreadBits(cell[1]) << 1) | spreadBits(cell[2]);
-  }
-  std::vector<std::uint32_t> order(n), scratch(n);
-  std::vector<std::uint32_t> sortedCodes(n), codeScratch(n);
-  for (std::size_t i = 0; i < n; ++i)
-    order[i] = static_cast<std::uint32_t>(i);
-  sortedCodes = codes;
-  for (int shift = 0; shift < 30; shift += 15) {
-    std::vector<std::uint32_t> count((1u << 15) + 1, 0);
-    for (std::size_t i = 0; i < n; ++i)
-      ++count[((sortedCodes[i] >> shift) & 0x7FFFu) + 1];
-    for (std::size_t b = 1; b < count.size(); ++b)
-      count[b] += count[b - 1];
-    for (std::size_t i = 0; i < n; ++i) {
-      const std::uint32_t pos = count[(sortedCodes[i] >> shift) & 0x7FFFu]++;
-      codeScratch[pos] = sortedCodes[i];
-      scratch[pos] = order[i];
-    }
-    sortedCodes.swap(codeScratch);
-    order.swap(scratch);
-  }
-
   std::vector<Node> binary;
   if (n > 0) {
     binary.reserve(2 * (n / kLeafSize + 1));
-    Builder builder{sortedCodes, boxes, order, binary};
-    builder.build(0, static_cast<int>(n));
+    SahBuilder sah{prims, binary};
+    __m128 centreLo, centreHi;
+    sah.centres(0, static_cast<int>(n), centreLo, centreHi);
+    sah.build(0, static_cast<int>(n), centreLo, centreHi, 0);
     std::vector<WideNode> wide;
     wide.reserve(binary.size() / 3 + 1);
     Collapser collapser{binary, wide};
@@ -724,7 +817,7 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     if (binary[j].count > 0) leafStart[binary[j].first] = static_cast<int>(tree->tris.size());
     for (int lane = 0; lane < 4 && binary[j].count > 0; ++lane) {
       const int pos = binary[j].first + (lane < binary[j].count ? lane : 0);
-      const TriRef r = refs[order[pos]];
+      const TriRef r = refs[prims[pos].ref];
       tree->tris.push_back(r);
     }
   }
