@@ -920,7 +920,16 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
       trianglemath::LineHit hit;
       int i;
     };
-    std::vector<Pending> pending;
+    // Most lines hit a few triangles: they are kept on the stack, any more in a vector.
+    Pending few[16];
+    int nFew = 0;
+    std::vector<Pending> many;
+    auto forEachPending = [&](auto&& f) {
+      for (int j = 0; j < nFew; ++j)
+        f(few[j]);
+      for (const Pending& p : many)
+        f(p);
+    };
     fl.forEachReached(tree.nodes, tree.positions.data(), [&](int first, int count) {
       int mask = lanes.pierced(&tree.positions[9 * std::size_t(first)]) & ((1 << count) - 1);
       for (; mask; mask &= mask - 1) {
@@ -929,22 +938,27 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
         Pending p;
         if (!trianglemath::lineHitsTriangle(line, v[0], v[1], v[2], p.hit)) continue;
         p.i = i;
-        pending.push_back(p);
+        if (nFew < 16) {
+          few[nFew++] = p;
+        } else {
+          many.push_back(p);
+        }
         _mm_prefetch(reinterpret_cast<const char*>(&tree.tris[i]), _MM_HINT_T0);
       }
     });
-    for (const Pending& p : pending) {
+    forEachPending([&](const Pending& p) {
       const TriRef& r = tree.tris[p.i];
       _mm_prefetch(
           reinterpret_cast<const char*>(tree.triangles[r.sheet] + 3 * std::ptrdiff_t(r.tri)),
           _MM_HINT_T0);
-    }
-    for (const Pending& p : pending) {
+    });
+    forEachPending([&](const Pending& p) {
       const TriRef& r = tree.tris[p.i];
       for (int c = 0; c < 3; ++c)
         _mm_prefetch(reinterpret_cast<const char*>(&tree.vertex(r, c)), _MM_HINT_T0);
-    }
-    for (const Pending& p : pending) {
+    });
+    hits.reserve(hits.size() + nFew + many.size());
+    forEachPending([&](const Pending& p) {
       const TriRef& r = tree.tris[p.i];
       LineHit h;
       h.t = p.hit.t;
@@ -953,7 +967,7 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
       trianglemath::interpolatedNormal(tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2),
                                        p.hit.s, p.hit.u, h.n);
       hits.push_back(h);
-    }
+    });
   } else {
     tree.forEachReached(meets, visit);
   }
@@ -967,7 +981,10 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     if (!xNaN && x.t != y.t) return x.t < y.t;
     return x.sheet < y.sheet || (x.sheet == y.sheet && x.tri < y.tri);
   });
-  result.resize(hits.size(), std::vector<double>(4, 0.0));
+  // Existing entries are reused (no vector of four is built unless the result grows).
+  if (result.size() > hits.size()) result.resize(hits.size());
+  while (result.size() < hits.size())
+    result.emplace_back(4, 0.0);
   sheets.resize(hits.size());
   for (std::size_t i = 0; i < hits.size(); ++i) {
     std::vector<double>& out = result[i];
