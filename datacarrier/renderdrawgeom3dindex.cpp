@@ -161,11 +161,11 @@ struct RenderDrawGeom3DIndex::Tree {
 
 namespace {
 
-// A triangle during the build: its grown box and its number in the list of indexed triangles.
+// A triangle during the build: its grown box and its sheet and number.
 struct Prim {
   float lo[3];
   float hi[3];
-  std::uint32_t ref;
+  TriRef ref;
 };
 
 // Builds the binary tree top down. A range splits where the surface-area cost, over kBins bins
@@ -343,20 +343,28 @@ struct SahBuilder {
     if (best < 0) return median(begin, end, cLo, cHi, depth);
     // Partition in place, with the centre bounds of both sides.
     __m128 lcLo = inf, lcHi = minf, rcLo = inf, rcHi = minf;
-    i = begin;
-    int j = end;
-    while (i < j) {
-      const Prim& p = prims[i];
+    auto toLeft = [&](const Prim& p) {
       const __m128 c = _mm_add_ps(lowOf(p), highOf(p));
-      if (binOf(p) <= best) {
-        lcLo = _mm_min_ps(lcLo, c);
-        lcHi = _mm_max_ps(lcHi, c);
-        ++i;
-      } else {
-        rcLo = _mm_min_ps(rcLo, c);
-        rcHi = _mm_max_ps(rcHi, c);
-        std::swap(prims[i], prims[--j]);
-      }
+      lcLo = _mm_min_ps(lcLo, c);
+      lcHi = _mm_max_ps(lcHi, c);
+    };
+    auto toRight = [&](const Prim& p) {
+      const __m128 c = _mm_add_ps(lowOf(p), highOf(p));
+      rcLo = _mm_min_ps(rcLo, c);
+      rcHi = _mm_max_ps(rcHi, c);
+    };
+    // From both ends, swapping only the pairs on the wrong sides.
+    i = begin;
+    int j = end - 1;
+    for (;;) {
+      while (i <= j && binOf(prims[i]) <= best)
+        toLeft(prims[i++]);
+      while (i <= j && binOf(prims[j]) > best)
+        toRight(prims[j--]);
+      if (i >= j) break;
+      std::swap(prims[i], prims[j]);
+      toLeft(prims[i++]);
+      toRight(prims[j--]);
     }
     return inner(begin, i, end, lcLo, lcHi, rcLo, rcHi, depth);
   }
@@ -364,9 +372,12 @@ struct SahBuilder {
 
 // Collapses the binary tree into the four-wide one: each four-wide node takes the two children
 // of a binary node and keeps opening its largest inner child until it holds four.
+Node4 quantize(const WideNode& w, double& reach);
+
 struct Collapser {
   const std::vector<Node>& in;
-  std::vector<WideNode>& out;
+  std::vector<Node4>& out;
+  double reach;  // grows to the largest magnitude of a decoded bound
 
   static float halfArea(const Node& n) {
     const float dx = n.hi[0] - n.lo[0], dy = n.hi[1] - n.lo[1], dz = n.hi[2] - n.lo[2];
@@ -396,9 +407,9 @@ struct Collapser {
       slots[used++] = in[opened].first;
     }
     const int index = static_cast<int>(out.size());
-    out.push_back(WideNode());
+    out.push_back(Node4());
+    WideNode node;
     for (int k = 0; k < 4; ++k) {
-      WideNode& node = out[index];
       if (k >= used) {
         for (int a = 0; a < 3; ++a) {
           node.lo[a][k] = std::numeric_limits<float>::infinity();
@@ -415,11 +426,9 @@ struct Collapser {
       }
       node.count[k] = c.count;
       node.child[k] = c.first;
-      if (c.count == 0) {
-        const int child = collapse(slots[k]);
-        out[index].child[k] = child;
-      }
+      if (c.count == 0) node.child[k] = collapse(slots[k]);
     }
+    out[index] = quantize(node, reach);
     return index;
   }
 };
@@ -706,9 +715,7 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     const Sheet3D& sheet = geometry.getSheet(k);
     if (sheet.isValid() && sheet.getNumberOfTriangles() > 0) total += sheet.getNumberOfTriangles();
   }
-  std::vector<TriRef> refs;
   std::vector<Prim> prims;
-  refs.reserve(total);
   prims.reserve(total);
 
   for (int k = 0; k < nSheets; ++k) {
@@ -786,13 +793,12 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
       Prim prim;
       std::copy(box, box + 3, prim.lo);
       std::copy(box + 3, box + 6, prim.hi);
-      prim.ref = static_cast<std::uint32_t>(refs.size());
+      prim.ref = {k, i};
       prims.push_back(prim);
-      refs.push_back({k, i});
     }
   }
 
-  const std::size_t n = refs.size();
+  const std::size_t n = prims.size();
   std::vector<Node> binary;
   if (n > 0) {
     binary.reserve(2 * (n / kLeafSize + 1));
@@ -800,13 +806,10 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     __m128 centreLo, centreHi;
     sah.centres(0, static_cast<int>(n), centreLo, centreHi);
     sah.build(0, static_cast<int>(n), centreLo, centreHi, 0);
-    std::vector<WideNode> wide;
-    wide.reserve(binary.size() / 3 + 1);
-    Collapser collapser{binary, wide};
+    tree->nodes.reserve(binary.size() / 3 + 1);
+    Collapser collapser{binary, tree->nodes, 0.0};
     collapser.collapse(0);
-    tree->nodes.resize(wide.size());
-    for (std::size_t i = 0; i < wide.size(); ++i)
-      tree->nodes[i] = quantize(wide[i], tree->reach);
+    tree->reach = collapser.reach;
   }
   tree->indexed = static_cast<int>(n);
   tree->tris.reserve(n + n / 2 + 4);
@@ -817,12 +820,25 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     if (binary[j].count > 0) leafStart[binary[j].first] = static_cast<int>(tree->tris.size());
     for (int lane = 0; lane < 4 && binary[j].count > 0; ++lane) {
       const int pos = binary[j].first + (lane < binary[j].count ? lane : 0);
-      const TriRef r = refs[prims[pos].ref];
+      const TriRef r = prims[pos].ref;
       tree->tris.push_back(r);
     }
   }
   tree->positions.resize(9 * tree->tris.size());
-  for (std::size_t b = 0; 4 * b < tree->tris.size(); ++b) {
+  // The corners are read from the sheets in tree order, far apart: the indices of the triangles
+  // 64 places ahead and the vertices of those 32 places ahead are fetched early.
+  const std::size_t slots = tree->tris.size();
+  for (std::size_t b = 0; 4 * b < slots; ++b) {
+    for (std::size_t t = 4 * b + 64; t < 4 * b + 68 && t < slots; ++t) {
+      const TriRef& r = tree->tris[t];
+      _mm_prefetch(
+          reinterpret_cast<const char*>(tree->triangles[r.sheet] + 3 * std::ptrdiff_t(r.tri)),
+          _MM_HINT_T0);
+    }
+    for (std::size_t t = 4 * b + 32; t < 4 * b + 36 && t < slots; ++t) {
+      for (int c = 0; c < 3; ++c)
+        _mm_prefetch(reinterpret_cast<const char*>(&tree->vertex(tree->tris[t], c)), _MM_HINT_T0);
+    }
     float* f = &tree->positions[36 * b];
     for (int lane = 0; lane < 4; ++lane) {
       const TriRef& r = tree->tris[4 * b + lane];
