@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 #include "datacarrier/internal/drawgeomtools.h"
@@ -580,18 +581,32 @@ struct FloatLine {
                             _mm_cvtepi32_ps(_mm_unpackhi_epi16(w1, zero)),
                             _mm_cvtepi32_ps(_mm_unpacklo_epi16(w2, zero)),
                             _mm_cvtepi32_ps(_mm_unpackhi_epi16(w2, zero))};
+    // The origin (lanes 0-2 of the node's first 16 bytes) and the steps 2^e, built from the
+    // exponent bytes sign-extended to four lanes: the same floats as Node4::lo and hi use.
+    const __m128 origins = _mm_loadu_ps(n.origin);
+    std::int32_t exponentBytes;
+    std::memcpy(&exponentBytes, n.exponent, sizeof exponentBytes);
+    __m128i e = _mm_cvtsi32_si128(exponentBytes);
+    e = _mm_unpacklo_epi8(e, e);
+    e = _mm_srai_epi32(_mm_unpacklo_epi16(e, e), 24);
+    const __m128 steps =
+        _mm_castsi128_ps(_mm_slli_epi32(_mm_add_epi32(e, _mm_set1_epi32(127)), 23));
     __m128 tNear = _mm_set1_ps(-std::numeric_limits<float>::infinity());
     __m128 tFar = _mm_set1_ps(std::numeric_limits<float>::infinity());
-    for (int k = 0; k < 3; ++k) {
-      const __m128 origin = _mm_set1_ps(n.origin[k]);
-      const __m128 step = _mm_set1_ps(n.scale(k));
+    auto axis = [&](auto axisConstant) {
+      constexpr int k = decltype(axisConstant)::value;
+      const __m128 origin = _mm_shuffle_ps(origins, origins, _MM_SHUFFLE(k, k, k, k));
+      const __m128 step = _mm_shuffle_ps(steps, steps, _MM_SHUFFLE(k, k, k, k));
       const __m128 lo = _mm_add_ps(origin, _mm_mul_ps(grid[k], step));
       const __m128 hi = _mm_add_ps(origin, _mm_mul_ps(grid[3 + k], step));
       const __m128 a = _mm_mul_ps(_mm_sub_ps(lo, oPlus[k]), inv[k]);
       const __m128 b = _mm_mul_ps(_mm_sub_ps(hi, oMinus[k]), inv[k]);
       tNear = _mm_max_ps(tNear, _mm_min_ps(a, b));
       tFar = _mm_min_ps(tFar, _mm_max_ps(a, b));
-    }
+    };
+    axis(std::integral_constant<int, 0>());
+    axis(std::integral_constant<int, 1>());
+    axis(std::integral_constant<int, 2>());
     return _mm_movemask_ps(_mm_cmple_ps(tNear, tFar)) & n.used;
   }
 
@@ -602,12 +617,17 @@ struct FloatLine {
     int stack[kStackSize];
     int sp = 0;
     stack[sp++] = 0;
+    int pending[8][2];  // leaves still to test: those of the last node, then of this one
+    int nPending = 0;
     while (sp > 0) {
       const Node4& node = nodes[stack[--sp]];
       const int mask = meets(node);
       // Inner children are pushed and their nodes fetched ahead of their visit, as are the
-      // corners of the leaves' triangles ahead of their tests: the walk waits on memory.
-      int leaves = 0;
+      // corners of the leaves' triangles ahead of their tests: the walk waits on memory. So
+      // that the fetches have time to arrive, the entry that was on top stays on top (the
+      // children are visited one step later), and the leaves are tested one node later.
+      const int base = sp;
+      int nextLeaves = 0;
       for (int m = mask; m; m &= m - 1) {
         const int k = __builtin_ctz(m);
         if (node.count[k] == 0) {
@@ -618,14 +638,22 @@ struct FloatLine {
           _mm_prefetch(p, _MM_HINT_T0);
           _mm_prefetch(p + 64, _MM_HINT_T0);
           _mm_prefetch(p + 128, _MM_HINT_T0);
-          leaves |= 1 << k;
+          pending[nPending + nextLeaves][0] = node.child[k];
+          pending[nPending + nextLeaves][1] = node.count[k];
+          ++nextLeaves;
         }
       }
-      for (; leaves; leaves &= leaves - 1) {
-        const int k = __builtin_ctz(leaves);
-        leaf(node.child[k], node.count[k]);
+      if (base > 0 && sp > base) std::swap(stack[base - 1], stack[sp - 1]);
+      for (int j = 0; j < nPending; ++j)
+        leaf(pending[j][0], pending[j][1]);
+      for (int j = 0; j < nextLeaves; ++j) {
+        pending[j][0] = pending[nPending + j][0];
+        pending[j][1] = pending[nPending + j][1];
       }
+      nPending = nextLeaves;
     }
+    for (int j = 0; j < nPending; ++j)
+      leaf(pending[j][0], pending[j][1]);
   }
 };
 
