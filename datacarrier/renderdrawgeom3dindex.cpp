@@ -76,7 +76,7 @@ struct WideNode {
 // child's float box; child and count as in WideNode.
 struct alignas(64) Node4 {
   float origin[3];
-  std::int8_t exponent[3];
+  std::int8_t exponent[4];  // the fourth is 0
   std::int8_t count[4];
   std::uint8_t used;     // bit k: slot k holds a child
   std::uint8_t q[6][4];  // low bounds x, y, z, then high bounds x, y, z
@@ -92,6 +92,7 @@ struct alignas(64) Node4 {
   float hi(int a, int k) const { return origin[a] + float(q[3 + a][k]) * scale(a); }
 };
 static_assert(sizeof(Node4) == 64, "a node fills one cache line");
+static_assert(offsetof(Node4, origin) == 0, "the walk reads the origin from the node's start");
 
 // The largest float not above v, and the smallest not below.
 float floatDown(double v) {
@@ -439,6 +440,7 @@ struct Collapser {
 Node4 quantize(const WideNode& w, double& reach) {
   Node4 n;
   n.used = 0;
+  n.exponent[3] = 0;
   for (int k = 0; k < 4; ++k) {
     n.child[k] = w.child[k];
     n.count[k] = static_cast<std::int8_t>(w.count[k]);
@@ -583,7 +585,9 @@ struct FloatLine {
                             _mm_cvtepi32_ps(_mm_unpackhi_epi16(w2, zero))};
     // The origin (lanes 0-2 of the node's first 16 bytes) and the steps 2^e, built from the
     // exponent bytes sign-extended to four lanes: the same floats as Node4::lo and hi use.
-    const __m128 origins = _mm_loadu_ps(n.origin);
+    float head[4];  // the origin and, in the fourth lane, the exponent bytes (not used)
+    std::memcpy(head, &n, sizeof head);
+    const __m128 origins = _mm_loadu_ps(head);
     std::int32_t exponentBytes;
     std::memcpy(&exponentBytes, n.exponent, sizeof exponentBytes);
     __m128i e = _mm_cvtsi32_si128(exponentBytes);
