@@ -1,10 +1,14 @@
 #include "datacarrier/renderdrawgeom3dindex.h"
 
+#include <emmintrin.h>
+#include <xmmintrin.h>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 #include "datacarrier/internal/drawgeomtools.h"
@@ -14,15 +18,15 @@
 #include "datacarrier/renderdrawgeom3d.h"
 
 // The tree is a flat bounding-volume hierarchy over the triangles of all valid sheets, built
-// from the Morton order of the triangle centres (a sort and one top-down pass, no cost model,
-// so that building costs about as much as sorting) and then collapsed to four children per
-// node; the triangles' corner positions are copied in leaf order. Each triangle's box is
-// computed from its
-// widened vertices and grown conservatively: by 1e-3 of its largest extent, far more than the
-// line test's tolerance band of 1e-5 of the edges plus the rounding of the hit parameters, and
-// by 1e-6 of its largest coordinate for the rounding of points computed on it. Triangles whose
-// boxes cannot be trusted (a coordinate not finite, or a shape so thin that rounding may let
-// the line test report a hit far from the triangle) are kept aside and tested on every query.
+// top down by the surface-area cost (binned, on a sample for large ranges) and then collapsed
+// to four children per node, each node one cache line with its children's boxes on a grid
+// rounded outwards; the triangles' corner positions are copied per leaf of four. Each
+// triangle's box is computed from its widened vertices and grown conservatively: by 1e-3 of its
+// largest extent, far more than the line test's tolerance band of 1e-5 of the edges plus the
+// rounding of the hit parameters, and by 1e-6 of its largest coordinate for the rounding of points
+// computed on it. Triangles whose boxes cannot be trusted (a coordinate not finite, a grown box
+// beyond the float range, or a shape so thin that rounding may let the line test report a hit
+// far from the triangle) are kept aside and tested on every query.
 //
 // The index only decides which triangles to test; each test is the geometry's own arithmetic,
 // and the order of the plain queries (sheet order, then triangle order) is restored by keys.
@@ -35,8 +39,8 @@ namespace nkdatacarrier {
 namespace {
 
 constexpr int kLeafSize = 4;
-// Depth of the binary tree: at most 30 Morton bits, then halving runs of equal codes (at most
-// 31 halvings); the four-wide tree is no deeper and a visit pushes at most four entries.
+// Depth of the binary tree: at most 32 cost-driven splits, then halvings (at most 31); the
+// four-wide tree is no deeper and a visit pops one entry and pushes at most four.
 constexpr int kStackSize = 4 * 64;
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -55,10 +59,9 @@ struct Node {
   int count;
 };
 
-// A node of the four-wide tree that queries walk: the boxes of up to four children side by side
-// (so that one visit reads them together), and per child either a leaf's triangle range or the
-// index of an inner node.
-struct Node4 {
+// A node of the four-wide tree as the collapse builds it: the float boxes of up to four
+// children, and per child either a leaf's triangle range or the index of an inner node.
+struct WideNode {
   float lo[3][4];
   float hi[3][4];
   // Leaf: first triangle; inner child: node index.
@@ -66,6 +69,30 @@ struct Node4 {
   // > 0: a leaf of that many triangles; 0: an inner node; -1: no child in this slot.
   int count[4];
 };
+
+// A node of the four-wide tree that queries walk, in one cache line: the children's boxes on a
+// grid of 256 steps per axis over the node (origin + q 2^e, with the same float arithmetic
+// wherever it is decoded), each bound rounded outwards so that the decoded box holds the
+// child's float box; child and count as in WideNode.
+struct alignas(64) Node4 {
+  float origin[3];
+  std::int8_t exponent[4];  // the fourth is 0
+  std::int8_t count[4];
+  std::uint8_t used;     // bit k: slot k holds a child
+  std::uint8_t q[6][4];  // low bounds x, y, z, then high bounds x, y, z
+  int child[4];
+
+  float scale(int a) const {
+    const std::uint32_t bits = std::uint32_t(exponent[a] + 127) << 23;
+    float f;
+    std::memcpy(&f, &bits, sizeof f);
+    return f;
+  }
+  float lo(int a, int k) const { return origin[a] + float(q[a][k]) * scale(a); }
+  float hi(int a, int k) const { return origin[a] + float(q[3 + a][k]) * scale(a); }
+};
+static_assert(sizeof(Node4) == 64, "a node fills one cache line");
+static_assert(offsetof(Node4, origin) == 0, "the walk reads the origin from the node's start");
 
 // The largest float not above v, and the smallest not below.
 float floatDown(double v) {
@@ -79,23 +106,21 @@ float floatUp(double v) {
   return f;
 }
 
-std::uint32_t spreadBits(std::uint32_t v) {
-  v = (v | (v << 16)) & 0x030000FFu;
-  v = (v | (v << 8)) & 0x0300F00Fu;
-  v = (v | (v << 4)) & 0x030C30C3u;
-  v = (v | (v << 2)) & 0x09249249u;
-  return v;
-}
-
 }  // namespace
 
 struct RenderDrawGeom3DIndex::Tree {
   std::vector<Node4> nodes;
-  std::vector<TriRef> tris;  // in leaf order
-  // The corner positions of the triangles in leaf order, nine floats each, copied from the
-  // sheets so that a query reads the triangles of a leaf from one place.
+  // The triangles in leaf order: leaf b holds positions 4 b to 4 b + its count - 1 (a leaf
+  // holds at most four); the positions beyond a leaf's count repeat its first triangle.
+  std::vector<TriRef> tris;
+  int indexed = 0;
+  // The corner positions of each leaf's triangles, copied from the sheets so that a query reads
+  // a leaf from one place: per leaf 36 floats, corner a x, y, z, corner b x, y, z, corner c x,
+  // y, z, each as four lanes (one per triangle).
   std::vector<float> positions;
   std::vector<TriRef> always;  // in sheet order, then triangle order
+  // The largest magnitude of a node bound (infinite when a bound overflowed, zero when empty).
+  double reach = 0.0;
   // Per sheet: the vertex records (six floats each) and the triangle indices; null when the
   // sheet is not indexed (invalid or without triangles).
   std::vector<const Sheet3D::Vertex*> vertices;
@@ -127,85 +152,234 @@ struct RenderDrawGeom3DIndex::Tree {
   }
   // The corners of leaf triangle i as vertices with their stored positions (no normals).
   void corners(int i, Sheet3D::Vertex* v) const {
-    const float* f = &positions[9 * std::size_t(i)];
+    const float* f = &positions[9 * std::size_t(i & ~3) + (i & 3)];
     for (int c = 0; c < 3; ++c) {
-      v[c].x = f[3 * c];
-      v[c].y = f[3 * c + 1];
-      v[c].z = f[3 * c + 2];
+      v[c].x = f[4 * (3 * c)];
+      v[c].y = f[4 * (3 * c + 1)];
+      v[c].z = f[4 * (3 * c + 2)];
     }
   }
 };
 
 namespace {
 
-// Builds the node array over boxes[order[begin..end)] sorted by Morton code.
-struct Builder {
-  const std::vector<std::uint32_t>& codes;
-  const std::vector<float>& boxes;  // six floats per triangle: lo x, y, z, hi x, y, z
-  const std::vector<std::uint32_t>& order;
+// A triangle during the build: its grown box and its sheet and number.
+struct Prim {
+  float lo[3];
+  float hi[3];
+  TriRef ref;
+};
+
+// Builds the binary tree top down. A range splits where the surface-area cost, over kBins bins
+// of the box centres along their widest axis, is least (a split whose sides overlap less is
+// worth more to every query), partitioning prims in place; a range of at most kSahBelow
+// triangles, one without such a split, or one deeper than kSahDepth splits at the median
+// centre along the widest axis, which halves it. The tree is thus at most kSahDepth + 31 levels
+// deep.
+struct SahBuilder {
+  static constexpr int kBins = 16;
+  static constexpr int kSahBelow = 16;
+  static constexpr int kSahDepth = 32;
+  std::vector<Prim>& prims;
   std::vector<Node>& nodes;
 
-  int build(int begin, int end) {
+  static float halfArea(__m128 lo, __m128 hi) {
+    float d[4];
+    _mm_storeu_ps(d, _mm_sub_ps(hi, lo));
+    return d[0] * d[1] + d[1] * d[2] + d[2] * d[0];
+  }
+  // Lanes 0-2 of the box bounds; lane 3 is not used.
+  static __m128 lowOf(const Prim& p) { return _mm_loadu_ps(p.lo); }
+  static __m128 highOf(const Prim& p) { return _mm_loadu_ps(p.hi); }
+
+  int leaf(int begin, int end) {
     const int index = static_cast<int>(nodes.size());
     nodes.push_back(Node());
-    if (end - begin <= kLeafSize) {
-      Node& leaf = nodes[index];
-      leaf.first = begin;
-      leaf.count = end - begin;
-      for (int k = 0; k < 3; ++k) {
-        leaf.lo[k] = std::numeric_limits<float>::infinity();
-        leaf.hi[k] = -std::numeric_limits<float>::infinity();
-      }
-      for (int i = begin; i < end; ++i) {
-        const float* b = &boxes[6 * std::size_t(order[i])];
-        for (int k = 0; k < 3; ++k) {
-          leaf.lo[k] = std::min(leaf.lo[k], b[k]);
-          leaf.hi[k] = std::max(leaf.hi[k], b[3 + k]);
-        }
-      }
-      return index;
-    }
-    int split = begin + (end - begin) / 2;
-    const std::uint32_t first = codes[begin];
-    const std::uint32_t last = codes[end - 1];
-    if (first != last) {
-      // The first position whose code has the highest differing bit set.
-      int bit = 31;
-      while (!(((first ^ last) >> bit) & 1u))
-        --bit;
-      const std::uint32_t mask = 1u << bit;
-      int lo = begin;
-      int hi = end - 1;
-      while (lo < hi) {
-        const int mid = lo + (hi - lo) / 2;
-        if (codes[mid] & mask) {
-          hi = mid;
-        } else {
-          lo = mid + 1;
-        }
-      }
-      split = lo;
-    }
-    build(begin, split);
-    const int right = build(split, end);
     Node& node = nodes[index];
-    node.first = right;
-    node.count = 0;
-    const Node& l = nodes[index + 1];
-    const Node& r = nodes[right];
-    for (int k = 0; k < 3; ++k) {
-      node.lo[k] = std::min(l.lo[k], r.lo[k]);
-      node.hi[k] = std::max(l.hi[k], r.hi[k]);
+    node.first = begin;
+    node.count = end - begin;
+    for (int a = 0; a < 3; ++a) {
+      node.lo[a] = std::numeric_limits<float>::infinity();
+      node.hi[a] = -std::numeric_limits<float>::infinity();
+    }
+    for (int i = begin; i < end; ++i) {
+      for (int a = 0; a < 3; ++a) {
+        node.lo[a] = std::min(node.lo[a], prims[i].lo[a]);
+        node.hi[a] = std::max(node.hi[a], prims[i].hi[a]);
+      }
     }
     return index;
+  }
+
+  // The inner node over [begin, split) and [split, end).
+  int inner(int begin, int split, int end, __m128 lcLo, __m128 lcHi, __m128 rcLo, __m128 rcHi,
+            int depth) {
+    const int index = static_cast<int>(nodes.size());
+    nodes.push_back(Node());
+    build(begin, split, lcLo, lcHi, depth + 1);
+    const int r = build(split, end, rcLo, rcHi, depth + 1);
+    Node& node = nodes[index];
+    node.first = r;
+    node.count = 0;
+    const Node& ln = nodes[index + 1];
+    const Node& rn = nodes[r];
+    for (int a = 0; a < 3; ++a) {
+      node.lo[a] = std::min(ln.lo[a], rn.lo[a]);
+      node.hi[a] = std::max(ln.hi[a], rn.hi[a]);
+    }
+    return index;
+  }
+
+  static int widest(__m128 cLo, __m128 cHi, float* extent) {
+    float ext[4];
+    _mm_storeu_ps(ext, _mm_sub_ps(cHi, cLo));
+    int axis = 0;
+    for (int a = 1; a < 3; ++a)
+      if (ext[a] > ext[axis]) axis = a;
+    *extent = ext[axis];
+    return axis;
+  }
+
+  void centres(int begin, int end, __m128& cLo, __m128& cHi) const {
+    cLo = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    cHi = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    for (int i = begin; i < end; ++i) {
+      const __m128 c = _mm_add_ps(lowOf(prims[i]), highOf(prims[i]));
+      cLo = _mm_min_ps(cLo, c);
+      cHi = _mm_max_ps(cHi, c);
+    }
+  }
+
+  int median(int begin, int end, __m128 cLo, __m128 cHi, int depth) {
+    float extent;
+    const int axis = widest(cLo, cHi, &extent);
+    const int mid = begin + (end - begin) / 2;
+    std::nth_element(prims.begin() + begin, prims.begin() + mid, prims.begin() + end,
+                     [axis](const Prim& x, const Prim& y) {
+                       return x.lo[axis] + x.hi[axis] < y.lo[axis] + y.hi[axis];
+                     });
+    __m128 lcLo, lcHi, rcLo, rcHi;
+    centres(begin, mid, lcLo, lcHi);
+    centres(mid, end, rcLo, rcHi);
+    return inner(begin, mid, end, lcLo, lcHi, rcLo, rcHi, depth);
+  }
+
+  // cLo, cHi: the bounds of lo + hi (twice the centres) over the range.
+  int build(int begin, int end, __m128 cLo, __m128 cHi, int depth) {
+    if (end - begin <= kLeafSize) return leaf(begin, end);
+    if (end - begin <= kSahBelow || depth >= kSahDepth) return median(begin, end, cLo, cHi, depth);
+    float extent;
+    const int axis = widest(cLo, cHi, &extent);
+    if (!(extent > 0.0f) || !std::isfinite(extent)) return median(begin, end, cLo, cHi, depth);
+    float base[4];
+    _mm_storeu_ps(base, cLo);
+    const float from = base[axis];
+    const float toBin = float(kBins) * 0.99999f / extent;
+    auto binOf = [&](const Prim& p) {
+      const int k = static_cast<int>((p.lo[axis] + p.hi[axis] - from) * toBin);
+      return std::min(kBins - 1, std::max(0, k));
+    };
+    const __m128 inf = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    const __m128 minf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    // Two sets of bins, filled alternately so that neighbours (often in the same bin) do not
+    // wait on each other; a large range is binned from a sample of about 2^16 triangles.
+    const int stride = std::max(1, (end - begin) >> 16);
+    int count[2][kBins] = {};
+    __m128 lo[2][kBins], hi[2][kBins];
+    for (int b = 0; b < kBins; ++b) {
+      lo[0][b] = lo[1][b] = inf;
+      hi[0][b] = hi[1][b] = minf;
+    }
+    int i = begin;
+    for (; i + stride < end; i += 2 * stride) {
+      const Prim& p = prims[i];
+      const Prim& q = prims[i + stride];
+      const int b = binOf(p);
+      const int c = binOf(q);
+      ++count[0][b];
+      ++count[1][c];
+      lo[0][b] = _mm_min_ps(lo[0][b], lowOf(p));
+      hi[0][b] = _mm_max_ps(hi[0][b], highOf(p));
+      lo[1][c] = _mm_min_ps(lo[1][c], lowOf(q));
+      hi[1][c] = _mm_max_ps(hi[1][c], highOf(q));
+    }
+    if (i < end) {
+      const int b = binOf(prims[i]);
+      ++count[0][b];
+      lo[0][b] = _mm_min_ps(lo[0][b], lowOf(prims[i]));
+      hi[0][b] = _mm_max_ps(hi[0][b], highOf(prims[i]));
+    }
+    int total = 0;
+    for (int b = 0; b < kBins; ++b) {
+      count[0][b] += count[1][b];
+      total += count[0][b];
+      lo[0][b] = _mm_min_ps(lo[0][b], lo[1][b]);
+      hi[0][b] = _mm_max_ps(hi[0][b], hi[1][b]);
+    }
+    // Cost of splitting after bin b: area times count on either side.
+    float rightCost[kBins];
+    __m128 l = inf, h = minf;
+    int n = 0;
+    for (int b = kBins - 1; b > 0; --b) {
+      n += count[0][b];
+      l = _mm_min_ps(l, lo[0][b]);
+      h = _mm_max_ps(h, hi[0][b]);
+      rightCost[b] = n ? halfArea(l, h) * float(n) : 0.0f;
+    }
+    int best = -1;
+    float bestCost = std::numeric_limits<float>::infinity();
+    l = inf;
+    h = minf;
+    n = 0;
+    for (int b = 0; b + 1 < kBins; ++b) {
+      n += count[0][b];
+      l = _mm_min_ps(l, lo[0][b]);
+      h = _mm_max_ps(h, hi[0][b]);
+      if (n == 0 || n == total) continue;
+      const float cost = halfArea(l, h) * float(n) + rightCost[b + 1];
+      if (cost < bestCost) {
+        bestCost = cost;
+        best = b;
+      }
+    }
+    if (best < 0) return median(begin, end, cLo, cHi, depth);
+    // Partition in place, with the centre bounds of both sides.
+    __m128 lcLo = inf, lcHi = minf, rcLo = inf, rcHi = minf;
+    auto toLeft = [&](const Prim& p) {
+      const __m128 c = _mm_add_ps(lowOf(p), highOf(p));
+      lcLo = _mm_min_ps(lcLo, c);
+      lcHi = _mm_max_ps(lcHi, c);
+    };
+    auto toRight = [&](const Prim& p) {
+      const __m128 c = _mm_add_ps(lowOf(p), highOf(p));
+      rcLo = _mm_min_ps(rcLo, c);
+      rcHi = _mm_max_ps(rcHi, c);
+    };
+    // From both ends, swapping only the pairs on the wrong sides.
+    i = begin;
+    int j = end - 1;
+    for (;;) {
+      while (i <= j && binOf(prims[i]) <= best)
+        toLeft(prims[i++]);
+      while (i <= j && binOf(prims[j]) > best)
+        toRight(prims[j--]);
+      if (i >= j) break;
+      std::swap(prims[i], prims[j]);
+      toLeft(prims[i++]);
+      toRight(prims[j--]);
+    }
+    return inner(begin, i, end, lcLo, lcHi, rcLo, rcHi, depth);
   }
 };
 
 // Collapses the binary tree into the four-wide one: each four-wide node takes the two children
 // of a binary node and keeps opening its largest inner child until it holds four.
+Node4 quantize(const WideNode& w, double& reach);
+
 struct Collapser {
   const std::vector<Node>& in;
   std::vector<Node4>& out;
+  double reach;  // grows to the largest magnitude of a decoded bound
 
   static float halfArea(const Node& n) {
     const float dx = n.hi[0] - n.lo[0], dy = n.hi[1] - n.lo[1], dz = n.hi[2] - n.lo[2];
@@ -236,8 +410,8 @@ struct Collapser {
     }
     const int index = static_cast<int>(out.size());
     out.push_back(Node4());
+    WideNode node;
     for (int k = 0; k < 4; ++k) {
-      Node4& node = out[index];
       if (k >= used) {
         for (int a = 0; a < 3; ++a) {
           node.lo[a][k] = std::numeric_limits<float>::infinity();
@@ -254,14 +428,65 @@ struct Collapser {
       }
       node.count[k] = c.count;
       node.child[k] = c.first;
-      if (c.count == 0) {
-        const int child = collapse(slots[k]);
-        out[index].child[k] = child;
-      }
+      if (c.count == 0) node.child[k] = collapse(slots[k]);
     }
+    out[index] = quantize(node, reach);
     return index;
   }
 };
+
+// The node of the walked tree for a collapsed one; reach grows to the largest magnitude of a
+// decoded bound.
+Node4 quantize(const WideNode& w, double& reach) {
+  Node4 n;
+  n.used = 0;
+  n.exponent[3] = 0;
+  for (int k = 0; k < 4; ++k) {
+    n.child[k] = w.child[k];
+    n.count[k] = static_cast<std::int8_t>(w.count[k]);
+    if (w.count[k] >= 0) n.used |= static_cast<std::uint8_t>(1u << k);
+  }
+  for (int a = 0; a < 3; ++a) {
+    float lo = std::numeric_limits<float>::infinity();
+    float hi = -lo;
+    for (int k = 0; k < 4; ++k) {
+      if (w.count[k] < 0) continue;
+      lo = std::min(lo, w.lo[a][k]);
+      hi = std::max(hi, w.hi[a][k]);
+    }
+    if (!(lo <= hi)) lo = hi = 0.0f;  // no child
+    n.origin[a] = lo;
+    // The smallest step (a power of two, at least 2^-126) whose 255th grid line, as decoded,
+    // reaches the top.
+    int e = -126;
+    const double extent = double(hi) - double(lo);
+    if (extent > 0.0) e = std::max(e, std::ilogb(extent / 255.0));
+    n.exponent[a] = static_cast<std::int8_t>(e);
+    while (n.origin[a] + 255.0f * n.scale(a) < hi)
+      n.exponent[a] = static_cast<std::int8_t>(++e);
+    const double step = std::ldexp(1.0, e);
+    for (int k = 0; k < 4; ++k) {
+      if (w.count[k] < 0) {
+        n.q[a][k] = 255;
+        n.q[3 + a][k] = 0;
+        continue;
+      }
+      const double l = std::floor((double(w.lo[a][k]) - double(lo)) / step);
+      const double h = std::ceil((double(w.hi[a][k]) - double(lo)) / step);
+      int ql = static_cast<int>(std::min(255.0, std::max(0.0, l)));
+      int qh = static_cast<int>(std::min(255.0, std::max(0.0, h)));
+      n.q[a][k] = static_cast<std::uint8_t>(ql);
+      while (ql > 0 && n.lo(a, k) > w.lo[a][k])
+        n.q[a][k] = static_cast<std::uint8_t>(--ql);
+      n.q[3 + a][k] = static_cast<std::uint8_t>(qh);
+      while (qh < 255 && n.hi(a, k) < w.hi[a][k])
+        n.q[3 + a][k] = static_cast<std::uint8_t>(++qh);
+      reach =
+          std::max(reach, std::max(std::fabs(double(n.lo(a, k))), std::fabs(double(n.hi(a, k)))));
+    }
+  }
+  return n;
+}
 
 // Squared distance from p to child k's box, made slightly smaller so that rounding never lets
 // it exceed a distance computed to a point inside the box.
@@ -269,10 +494,12 @@ double lowerBound2(const Node4& n, int k, const double* p) {
   double sum = 0.0;
   for (int a = 0; a < 3; ++a) {
     double d = 0.0;
-    if (p[a] < double(n.lo[a][k])) {
-      d = double(n.lo[a][k]) - p[a];
-    } else if (p[a] > double(n.hi[a][k])) {
-      d = p[a] - double(n.hi[a][k]);
+    const double lo = double(n.lo(a, k));
+    const double hi = double(n.hi(a, k));
+    if (p[a] < lo) {
+      d = lo - p[a];
+    } else if (p[a] > hi) {
+      d = p[a] - hi;
     }
     sum += d * d;
   }
@@ -307,6 +534,198 @@ struct ClosestState {
   }
 };
 
+// The line o + t D in single precision for the walk of the tree: four child boxes per step,
+// without branches. Every box is grown by a slack (folded into the origin: the low planes are
+// taken from o + slack, the high ones from o - slack), which covers every rounding: with
+// T = max |o| + the largest magnitude of a bound, a line that meets a box meets it at some
+// |t| <= T for the direction scaled to a largest component of 1; replacing components below
+// 2^-30 by 2^-30 moves that point by at most 2^-30 T; rounding the origin, the inverse
+// direction, the difference and the product in float errs by less than 2^-21 T in the
+// position. A slack of 2^-18 T thus keeps every box a line meets (in exact arithmetic on the
+// double line) accepted. Lines whose T is not below 2^60 (or not finite) are left to the
+// double-precision test, as are lines without a direction.
+struct FloatLine {
+  __m128 oPlus[3];
+  __m128 oMinus[3];
+  __m128 inv[3];
+
+  bool set(const double* o, const double* D, double reach) {
+    double dmax = 0.0, omax = 0.0;
+    for (int k = 0; k < 3; ++k) {
+      dmax = std::max(dmax, std::fabs(D[k]));
+      omax = std::max(omax, std::fabs(o[k]));
+    }
+    const double T = omax + reach;
+    if (!(dmax > 0.0) || !(dmax < kInf) || !(T < 0x1p60)) return false;
+    const double slack = 0x1p-18 * T + 0x1p-126;
+    for (int k = 0; k < 3; ++k) {
+      double d = D[k] / dmax;
+      if (std::fabs(d) < 0x1p-30) d = d < 0.0 ? -0x1p-30 : 0x1p-30;
+      inv[k] = _mm_set1_ps(static_cast<float>(1.0 / d));
+      oPlus[k] = _mm_set1_ps(static_cast<float>(o[k] + slack));
+      oMinus[k] = _mm_set1_ps(static_cast<float>(o[k] - slack));
+    }
+    return true;
+  }
+
+  // The slots of the node whose boxes the line meets, as bits.
+  int meets(const Node4& n) const {
+    // The 24 grid bounds widened to four lanes per axis and side.
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i q0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&n.q[0][0]));
+    const __m128i q1 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(&n.q[4][0]));
+    const __m128i w0 = _mm_unpacklo_epi8(q0, zero);
+    const __m128i w1 = _mm_unpackhi_epi8(q0, zero);
+    const __m128i w2 = _mm_unpacklo_epi8(q1, zero);
+    const __m128 grid[6] = {_mm_cvtepi32_ps(_mm_unpacklo_epi16(w0, zero)),
+                            _mm_cvtepi32_ps(_mm_unpackhi_epi16(w0, zero)),
+                            _mm_cvtepi32_ps(_mm_unpacklo_epi16(w1, zero)),
+                            _mm_cvtepi32_ps(_mm_unpackhi_epi16(w1, zero)),
+                            _mm_cvtepi32_ps(_mm_unpacklo_epi16(w2, zero)),
+                            _mm_cvtepi32_ps(_mm_unpackhi_epi16(w2, zero))};
+    // The origin (lanes 0-2 of the node's first 16 bytes) and the steps 2^e, built from the
+    // exponent bytes sign-extended to four lanes: the same floats as Node4::lo and hi use.
+    float head[4];  // the origin and, in the fourth lane, the exponent bytes (not used)
+    std::memcpy(head, &n, sizeof head);
+    const __m128 origins = _mm_loadu_ps(head);
+    std::int32_t exponentBytes;
+    std::memcpy(&exponentBytes, n.exponent, sizeof exponentBytes);
+    __m128i e = _mm_cvtsi32_si128(exponentBytes);
+    e = _mm_unpacklo_epi8(e, e);
+    e = _mm_srai_epi32(_mm_unpacklo_epi16(e, e), 24);
+    const __m128 steps =
+        _mm_castsi128_ps(_mm_slli_epi32(_mm_add_epi32(e, _mm_set1_epi32(127)), 23));
+    __m128 tNear = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    __m128 tFar = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    auto axis = [&](auto axisConstant) {
+      constexpr int k = decltype(axisConstant)::value;
+      const __m128 origin = _mm_shuffle_ps(origins, origins, _MM_SHUFFLE(k, k, k, k));
+      const __m128 step = _mm_shuffle_ps(steps, steps, _MM_SHUFFLE(k, k, k, k));
+      const __m128 lo = _mm_add_ps(origin, _mm_mul_ps(grid[k], step));
+      const __m128 hi = _mm_add_ps(origin, _mm_mul_ps(grid[3 + k], step));
+      const __m128 a = _mm_mul_ps(_mm_sub_ps(lo, oPlus[k]), inv[k]);
+      const __m128 b = _mm_mul_ps(_mm_sub_ps(hi, oMinus[k]), inv[k]);
+      tNear = _mm_max_ps(tNear, _mm_min_ps(a, b));
+      tFar = _mm_min_ps(tFar, _mm_max_ps(a, b));
+    };
+    axis(std::integral_constant<int, 0>());
+    axis(std::integral_constant<int, 1>());
+    axis(std::integral_constant<int, 2>());
+    return _mm_movemask_ps(_mm_cmple_ps(tNear, tFar)) & n.used;
+  }
+
+  // Calls leaf(first, count) for every leaf whose box the line meets, depth first.
+  template <class Leaf>
+  void forEachReached(const std::vector<Node4>& nodes, const float* positions, Leaf&& leaf) const {
+    if (nodes.empty()) return;
+    int stack[kStackSize];
+    int sp = 0;
+    stack[sp++] = 0;
+    int pending[8][2];  // leaves still to test: those of the last node, then of this one
+    int nPending = 0;
+    while (sp > 0) {
+      const Node4& node = nodes[stack[--sp]];
+      const int mask = meets(node);
+      // Inner children are pushed and their nodes fetched ahead of their visit, as are the
+      // corners of the leaves' triangles ahead of their tests: the walk waits on memory. So
+      // that the fetches have time to arrive, the entry that was on top stays on top (the
+      // children are visited one step later), and the leaves are tested one node later.
+      const int base = sp;
+      int nextLeaves = 0;
+      for (int m = mask; m; m &= m - 1) {
+        const int k = __builtin_ctz(m);
+        if (node.count[k] == 0) {
+          _mm_prefetch(reinterpret_cast<const char*>(&nodes[node.child[k]]), _MM_HINT_T0);
+          stack[sp++] = node.child[k];
+        } else {
+          const char* p = reinterpret_cast<const char*>(positions + 9 * std::size_t(node.child[k]));
+          _mm_prefetch(p, _MM_HINT_T0);
+          _mm_prefetch(p + 64, _MM_HINT_T0);
+          _mm_prefetch(p + 128, _MM_HINT_T0);
+          pending[nPending + nextLeaves][0] = node.child[k];
+          pending[nPending + nextLeaves][1] = node.count[k];
+          ++nextLeaves;
+        }
+      }
+      if (base > 0 && sp > base) std::swap(stack[base - 1], stack[sp - 1]);
+      for (int j = 0; j < nPending; ++j)
+        leaf(pending[j][0], pending[j][1]);
+      for (int j = 0; j < nextLeaves; ++j) {
+        pending[j][0] = pending[nPending + j][0];
+        pending[j][1] = pending[nPending + j][1];
+      }
+      nPending = nextLeaves;
+    }
+    for (int j = 0; j < nPending; ++j)
+      leaf(pending[j][0], pending[j][1]);
+  }
+};
+
+// The first steps of trianglemath::lineHitsTriangle for the four triangles of a leaf at once,
+// two lanes of doubles at a time, each operation the same as in the scalar test and in the same
+// order, so that each lane passes or fails the barycentric band exactly as the scalar test
+// does. Returns the lanes that pass (the scalar test then computes their hits).
+struct LineLanes {
+  explicit LineLanes(const trianglemath::LineQuery& q) {
+    for (int k = 0; k < 3; ++k) {
+      p0[k] = _mm_set1_pd(q.p0[k]);
+      d[k] = _mm_set1_pd(q.d[k]);
+    }
+  }
+
+  int pierced(const float* block) const {
+    __m128 e1f[3], e2f[3], af[3];
+    for (int k = 0; k < 3; ++k) {
+      af[k] = _mm_load_ps(block + 4 * k);
+      e1f[k] = _mm_sub_ps(_mm_load_ps(block + 4 * (3 + k)), af[k]);
+      e2f[k] = _mm_sub_ps(_mm_load_ps(block + 4 * (6 + k)), af[k]);
+    }
+    const __m128d sign = _mm_set1_pd(-0.0);
+    const __m128d two = _mm_set1_pd(2.0);
+    const __m128d low = _mm_set1_pd(-1e-5);
+    const __m128d high = _mm_set1_pd(1.00001);
+    int mask = 0;
+    for (int half = 0; half < 2; ++half) {
+      __m128d e1[3], e2[3], w[3];
+      for (int k = 0; k < 3; ++k) {
+        const __m128 a = half ? _mm_movehl_ps(af[k], af[k]) : af[k];
+        const __m128 x = half ? _mm_movehl_ps(e1f[k], e1f[k]) : e1f[k];
+        const __m128 y = half ? _mm_movehl_ps(e2f[k], e2f[k]) : e2f[k];
+        e1[k] = _mm_cvtps_pd(x);
+        e2[k] = _mm_cvtps_pd(y);
+        w[k] = _mm_sub_pd(p0[k], _mm_cvtps_pd(a));
+      }
+      // pv = e2 x d
+      const __m128d pv0 = _mm_sub_pd(_mm_mul_pd(e2[1], d[2]), _mm_mul_pd(e2[2], d[1]));
+      const __m128d pv1 = _mm_sub_pd(_mm_mul_pd(e2[2], d[0]), _mm_mul_pd(e2[0], d[2]));
+      const __m128d pv2 = _mm_sub_pd(_mm_mul_pd(e2[0], d[1]), _mm_mul_pd(e2[1], d[0]));
+      const __m128d det = _mm_add_pd(_mm_add_pd(_mm_mul_pd(e1[0], pv0), _mm_mul_pd(e1[1], pv1)),
+                                     _mm_mul_pd(e1[2], pv2));
+      const __m128d ns = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w[0], pv0), _mm_mul_pd(w[1], pv1)),
+                                    _mm_mul_pd(w[2], pv2));
+      // Not |ns| >= 2 |det| (a NaN goes on), then the band of s.
+      __m128d ok =
+          _mm_cmpnge_pd(_mm_andnot_pd(sign, ns), _mm_mul_pd(two, _mm_andnot_pd(sign, det)));
+      const __m128d s = _mm_div_pd(ns, det);
+      ok = _mm_and_pd(ok, _mm_and_pd(_mm_cmpgt_pd(s, low), _mm_cmplt_pd(s, high)));
+      // qv = d x e1
+      const __m128d qv0 = _mm_sub_pd(_mm_mul_pd(d[1], e1[2]), _mm_mul_pd(d[2], e1[1]));
+      const __m128d qv1 = _mm_sub_pd(_mm_mul_pd(d[2], e1[0]), _mm_mul_pd(d[0], e1[2]));
+      const __m128d qv2 = _mm_sub_pd(_mm_mul_pd(d[0], e1[1]), _mm_mul_pd(d[1], e1[0]));
+      const __m128d u =
+          _mm_div_pd(_mm_add_pd(_mm_add_pd(_mm_mul_pd(w[0], qv0), _mm_mul_pd(w[1], qv1)),
+                                _mm_mul_pd(w[2], qv2)),
+                     det);
+      ok = _mm_and_pd(ok, _mm_and_pd(_mm_cmpgt_pd(u, low), _mm_cmplt_pd(_mm_add_pd(s, u), high)));
+      mask |= _mm_movemask_pd(ok) << (2 * half);
+    }
+    return mask;
+  }
+
+  __m128d p0[3];
+  __m128d d[3];
+};
+
 struct LineHit {
   double t;
   int sheet;
@@ -328,12 +747,8 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
     const Sheet3D& sheet = geometry.getSheet(k);
     if (sheet.isValid() && sheet.getNumberOfTriangles() > 0) total += sheet.getNumberOfTriangles();
   }
-  std::vector<TriRef> refs;
-  std::vector<float> boxes;
-  refs.reserve(total);
-  boxes.reserve(6 * total);
-  double cLo[3] = {kInf, kInf, kInf};
-  double cHi[3] = {-kInf, -kInf, -kInf};
+  std::vector<Prim> prims;
+  prims.reserve(total);
 
   for (int k = 0; k < nSheets; ++k) {
     const Sheet3D& sheet = geometry.getSheet(k);
@@ -395,84 +810,88 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
       for (int a = 0; a < 3; ++a)
         ext = std::max(ext, hi[a] - lo[a]);
       const double margin = 1e-3 * ext + 1e-6 * maxAbs + 1e-300;
-      refs.push_back({k, i});
-      for (int a = 0; a < 3; ++a)
-        boxes.push_back(floatDown(lo[a] - margin));
-      for (int a = 0; a < 3; ++a)
-        boxes.push_back(floatUp(hi[a] + margin));
+      float box[6];
+      bool bounded = true;
       for (int a = 0; a < 3; ++a) {
-        const double c = 0.5 * (lo[a] + hi[a]);
-        cLo[a] = std::min(cLo[a], c);
-        cHi[a] = std::max(cHi[a], c);
+        box[a] = floatDown(lo[a] - margin);
+        box[3 + a] = floatUp(hi[a] + margin);
+        bounded = bounded && std::isfinite(box[a]) && std::isfinite(box[3 + a]);
+      }
+      // Near the largest float the grown box has no float bounds: tested on every query.
+      if (!bounded) {
+        tree->always.push_back({k, i});
+        continue;
+      }
+      Prim prim;
+      std::copy(box, box + 3, prim.lo);
+      std::copy(box + 3, box + 6, prim.hi);
+      prim.ref = {k, i};
+      prims.push_back(prim);
+    }
+  }
+
+  const std::size_t n = prims.size();
+  std::vector<Node> binary;
+  if (n > 0) {
+    binary.reserve(2 * (n / kLeafSize + 1));
+    SahBuilder sah{prims, binary};
+    __m128 centreLo, centreHi;
+    sah.centres(0, static_cast<int>(n), centreLo, centreHi);
+    sah.build(0, static_cast<int>(n), centreLo, centreHi, 0);
+    tree->nodes.reserve(binary.size() / 3 + 1);
+    Collapser collapser{binary, tree->nodes, 0.0};
+    collapser.collapse(0);
+    tree->reach = collapser.reach;
+  }
+  tree->indexed = static_cast<int>(n);
+  tree->tris.reserve(n + n / 2 + 4);
+  tree->positions.reserve(9 * (n + n / 2 + 4));
+  // Leaves in tree order, each renumbered to start at a multiple of four.
+  std::vector<int> leafStart(n + 1, -1);
+  for (std::size_t j = 0; j < binary.size(); ++j) {
+    if (binary[j].count > 0) leafStart[binary[j].first] = static_cast<int>(tree->tris.size());
+    for (int lane = 0; lane < 4 && binary[j].count > 0; ++lane) {
+      const int pos = binary[j].first + (lane < binary[j].count ? lane : 0);
+      const TriRef r = prims[pos].ref;
+      tree->tris.push_back(r);
+    }
+  }
+  tree->positions.resize(9 * tree->tris.size());
+  // The corners are read from the sheets in tree order, far apart: the indices of the triangles
+  // 64 places ahead and the vertices of those 32 places ahead are fetched early.
+  const std::size_t slots = tree->tris.size();
+  for (std::size_t b = 0; 4 * b < slots; ++b) {
+    for (std::size_t t = 4 * b + 64; t < 4 * b + 68 && t < slots; ++t) {
+      const TriRef& r = tree->tris[t];
+      _mm_prefetch(
+          reinterpret_cast<const char*>(tree->triangles[r.sheet] + 3 * std::ptrdiff_t(r.tri)),
+          _MM_HINT_T0);
+    }
+    for (std::size_t t = 4 * b + 32; t < 4 * b + 36 && t < slots; ++t) {
+      for (int c = 0; c < 3; ++c)
+        _mm_prefetch(reinterpret_cast<const char*>(&tree->vertex(tree->tris[t], c)), _MM_HINT_T0);
+    }
+    float* f = &tree->positions[36 * b];
+    for (int lane = 0; lane < 4; ++lane) {
+      const TriRef& r = tree->tris[4 * b + lane];
+      for (int c = 0; c < 3; ++c) {
+        const Sheet3D::Vertex& v = tree->vertex(r, c);
+        f[4 * (3 * c) + lane] = v.x;
+        f[4 * (3 * c + 1) + lane] = v.y;
+        f[4 * (3 * c + 2) + lane] = v.z;
       }
     }
   }
-
-  // Morton codes of the centres, 10 bits per axis, sorted by two stable passes of 15 bits.
-  const std::size_t n = refs.size();
-  std::vector<std::uint32_t> codes(n);
-  double scale[3];
-  for (int a = 0; a < 3; ++a)
-    scale[a] = cHi[a] > cLo[a] ? 1023.0 / (cHi[a] - cLo[a]) : 0.0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const float* b = &boxes[6 * i];
-    std::uint32_t cell[3];
-    for (int a = 0; a < 3; ++a) {
-      const double c = 0.5 * (double(b[a]) + double(b[3 + a]));
-      double s = (c - cLo[a]) * scale[a];
-      s = std::min(1023.0, std::max(0.0, s));
-      cell[a] = static_cast<std::uint32_t>(s);
-    }
-    codes[i] = (spreadBits(cell[0]) << 2) | (spreadBits(cell[1]) << 1) | spreadBits(cell[2]);
-  }
-  std::vector<std::uint32_t> order(n), scratch(n);
-  std::vector<std::uint32_t> sortedCodes(n), codeScratch(n);
-  for (std::size_t i = 0; i < n; ++i)
-    order[i] = static_cast<std::uint32_t>(i);
-  sortedCodes = codes;
-  for (int shift = 0; shift < 30; shift += 15) {
-    std::vector<std::uint32_t> count((1u << 15) + 1, 0);
-    for (std::size_t i = 0; i < n; ++i)
-      ++count[((sortedCodes[i] >> shift) & 0x7FFFu) + 1];
-    for (std::size_t b = 1; b < count.size(); ++b)
-      count[b] += count[b - 1];
-    for (std::size_t i = 0; i < n; ++i) {
-      const std::uint32_t pos = count[(sortedCodes[i] >> shift) & 0x7FFFu]++;
-      codeScratch[pos] = sortedCodes[i];
-      scratch[pos] = order[i];
-    }
-    sortedCodes.swap(codeScratch);
-    order.swap(scratch);
-  }
-
-  if (n > 0) {
-    std::vector<Node> binary;
-    binary.reserve(2 * (n / kLeafSize + 1));
-    Builder builder{sortedCodes, boxes, order, binary};
-    builder.build(0, static_cast<int>(n));
-    tree->nodes.reserve(binary.size() / 3 + 1);
-    Collapser collapser{binary, tree->nodes};
-    collapser.collapse(0);
-  }
-  tree->tris.resize(n);
-  tree->positions.resize(9 * n);
-  for (std::size_t i = 0; i < n; ++i) {
-    const TriRef r = refs[order[i]];
-    tree->tris[i] = r;
-    for (int c = 0; c < 3; ++c) {
-      const Sheet3D::Vertex& v = tree->vertex(r, c);
-      tree->positions[9 * i + 3 * c] = v.x;
-      tree->positions[9 * i + 3 * c + 1] = v.y;
-      tree->positions[9 * i + 3 * c + 2] = v.z;
-    }
-  }
+  for (Node4& node : tree->nodes)
+    for (int k = 0; k < 4; ++k)
+      if (node.count[k] > 0) node.child[k] = leafStart[node.child[k]];
   tree_ = std::move(tree);
 }
 
 RenderDrawGeom3DIndex::~RenderDrawGeom3DIndex() = default;
 
 int RenderDrawGeom3DIndex::getNumberOfIndexedTriangles() const {
-  return static_cast<int>(tree_->tris.size());
+  return tree_->indexed;
 }
 
 int RenderDrawGeom3DIndex::getNumberOfAlwaysTestedTriangles() const {
@@ -522,8 +941,8 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     if (all) return true;
     double tNear = -kInf, tFar = kInf;
     for (int k = 0; k < 3; ++k) {
-      const double lo = double(node.lo[k][slot]) - o[k];
-      const double hi = double(node.hi[k][slot]) - o[k];
+      const double lo = double(node.lo(k, slot)) - o[k];
+      const double hi = double(node.hi(k, slot)) - o[k];
       if (D[k] == 0.0) {
         if (lo > 0.0 || hi < 0.0) return false;
         continue;
@@ -536,10 +955,70 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     return tNear <= tFar + 1e-9 * (std::fabs(tNear) + std::fabs(tFar));
   };
   Sheet3D::Vertex v[3];
-  tree.forEachReached(meets, [&](int i) {
+  auto visit = [&](int i) {
     tree.corners(i, v);
     test(tree.tris[i], v);
-  });
+  };
+  FloatLine fl;
+  if (!all && fl.set(o, D, tree.reach)) {
+    const LineLanes lanes(line);
+    // The hits' normals read the sheets' vertices, far apart in memory: the hits are kept until
+    // the walk ends, and then their triangles, indices and vertices are fetched together.
+    struct Pending {
+      trianglemath::LineHit hit;
+      int i;
+    };
+    // Most lines hit a few triangles: they are kept on the stack, any more in a vector.
+    Pending few[16];
+    int nFew = 0;
+    std::vector<Pending> many;
+    auto forEachPending = [&](auto&& f) {
+      for (int j = 0; j < nFew; ++j)
+        f(few[j]);
+      for (const Pending& p : many)
+        f(p);
+    };
+    fl.forEachReached(tree.nodes, tree.positions.data(), [&](int first, int count) {
+      int mask = lanes.pierced(&tree.positions[9 * std::size_t(first)]) & ((1 << count) - 1);
+      for (; mask; mask &= mask - 1) {
+        const int i = first + __builtin_ctz(mask);
+        tree.corners(i, v);
+        Pending p;
+        if (!trianglemath::lineHitsTriangle(line, v[0], v[1], v[2], p.hit)) continue;
+        p.i = i;
+        if (nFew < 16) {
+          few[nFew++] = p;
+        } else {
+          many.push_back(p);
+        }
+        _mm_prefetch(reinterpret_cast<const char*>(&tree.tris[i]), _MM_HINT_T0);
+      }
+    });
+    forEachPending([&](const Pending& p) {
+      const TriRef& r = tree.tris[p.i];
+      _mm_prefetch(
+          reinterpret_cast<const char*>(tree.triangles[r.sheet] + 3 * std::ptrdiff_t(r.tri)),
+          _MM_HINT_T0);
+    });
+    forEachPending([&](const Pending& p) {
+      const TriRef& r = tree.tris[p.i];
+      for (int c = 0; c < 3; ++c)
+        _mm_prefetch(reinterpret_cast<const char*>(&tree.vertex(r, c)), _MM_HINT_T0);
+    });
+    hits.reserve(hits.size() + nFew + many.size());
+    forEachPending([&](const Pending& p) {
+      const TriRef& r = tree.tris[p.i];
+      LineHit h;
+      h.t = p.hit.t;
+      h.sheet = r.sheet;
+      h.tri = r.tri;
+      trianglemath::interpolatedNormal(tree.vertex(r, 0), tree.vertex(r, 1), tree.vertex(r, 2),
+                                       p.hit.s, p.hit.u, h.n);
+      hits.push_back(h);
+    });
+  } else {
+    tree.forEachReached(meets, visit);
+  }
 
   // The plain query orders by (t, position), a NaN t last, position counting hits in sheet
   // order and then triangle order: (t, sheet, triangle) is the same order.
@@ -550,7 +1029,10 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
     if (!xNaN && x.t != y.t) return x.t < y.t;
     return x.sheet < y.sheet || (x.sheet == y.sheet && x.tri < y.tri);
   });
-  result.resize(hits.size(), std::vector<double>(4, 0.0));
+  // Existing entries are reused (no vector of four is built unless the result grows).
+  if (result.size() > hits.size()) result.resize(hits.size());
+  while (result.size() < hits.size())
+    result.emplace_back(4, 0.0);
   sheets.resize(hits.size());
   for (std::size_t i = 0; i < hits.size(); ++i) {
     std::vector<double>& out = result[i];
@@ -704,9 +1186,9 @@ bool RenderDrawGeom3DIndex::pointInSolid(const std::vector<double>& p, int solid
                        !std::isfinite(hi[1]) || !std::isfinite(top);
     tree.forEachReached(
         [&](const Node4& node, int k) {
-          return every || !(double(node.hi[2][k]) < top || double(node.lo[0][k]) > hi[0] ||
-                            double(node.hi[0][k]) < lo[0] || double(node.lo[1][k]) > hi[1] ||
-                            double(node.hi[1][k]) < lo[1]);
+          return every || !(double(node.hi(2, k)) < top || double(node.lo(0, k)) > hi[0] ||
+                            double(node.hi(0, k)) < lo[0] || double(node.lo(1, k)) > hi[1] ||
+                            double(node.hi(1, k)) < lo[1]);
         },
         [&](int i) { collectTriangle(tree.tris[i]); });
   };
@@ -738,7 +1220,7 @@ std::vector<int> RenderDrawGeom3DIndex::touchingCandidates(const double* lo, con
       [&](const Node4& node, int k) {
         bool apart = false;
         for (int a = 0; a < 3; ++a)
-          apart = apart || double(node.lo[a][k]) > hi[a] || double(node.hi[a][k]) < lo[a];
+          apart = apart || double(node.lo(a, k)) > hi[a] || double(node.hi(a, k)) < lo[a];
         return !apart;
       },
       [&](int i) { possible[tree.tris[i].sheet] = 1; });

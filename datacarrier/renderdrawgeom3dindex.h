@@ -62,7 +62,8 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3DIndex {
                const std::vector<int>& candidates) const;
 
   // Statistics: triangles held in the tree, and triangles tested on every query because their
-  // coordinates are not finite or their shape is too thin to bound the line test's tolerance.
+  // coordinates are not finite or come within a millionth of the largest float, or their shape
+  // is too thin to bound the line test's tolerance.
   int getNumberOfIndexedTriangles() const;
   int getNumberOfAlwaysTestedTriangles() const;
 

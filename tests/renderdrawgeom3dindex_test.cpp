@@ -224,7 +224,6 @@ void differential(const RenderDraw3D& g, const std::string& name, int nLines, in
 
 constexpr int kScale = QV_INDEX_TEST_SCALE;
 
-
 TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnRealModels) {
 #ifdef QV_HAVE_GMSH
   for (const char* name : {"cube", "plate_hole", "sphere", "two_boxes", "bracket_s"}) {
@@ -247,6 +246,40 @@ TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnGeneratedModels) {
                200 / kScale);
   differential(qvtest::cylinder(1.0f, 2.0f, 48), "cylinder", 3000 / kScale, 500 / kScale,
                100 / kScale, 100 / kScale);
+}
+
+// A torus of two sheets (R = 3, r = 1) scaled by s and moved by c: the node boxes are rounded
+// to grids whose steps and origins reach the ends of the float range.
+RenderDraw3D placedTorus(double s, double c) {
+  const double pi = std::acos(-1.0);
+  RenderDraw3D g;
+  g.allocate(1, 2, 0, 0);
+  for (int k = 0; k < 2; ++k) {
+    g.sheet(
+        k) = qvtest::gridSheet(20, 30, pi * k, pi * (k + 1), 0, 2 * pi, [&](double u, double v) {
+      return qvtest::P3{float(c + s * (3 + std::cos(v)) * std::cos(u)),
+                        float(c + s * (3 + std::cos(v)) * std::sin(u)), float(c + s * std::sin(v))};
+    });
+  }
+  qvtest::relate(g, {{0, 0, -1}, {1, 0, -1}});
+  return g;
+}
+
+// Far from the origin, at very large and very small magnitudes, and up to the largest float
+// (where the grown boxes leave the float range).
+TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryAtExtremeCoordinates) {
+  const double kMax = std::numeric_limits<float>::max();
+  for (const auto& place : std::vector<std::pair<double, double>>{
+           {1.0, 1e6}, {1e-3, 1e4}, {1e12, 0.0}, {1e30, -1e31}, {1e-30, 0.0}, {kMax / 4, 0.0}}) {
+    const std::string name =
+        "torus " + std::to_string(place.first) + " at " + std::to_string(place.second);
+    differential(placedTorus(place.first, place.second), name, 2000 / kScale, 200 / kScale,
+                 40 / kScale, 40 / kScale);
+    if (HasFatalFailure()) return;
+  }
+  // At the largest float the grown boxes overflow: those triangles are tested on every query.
+  EXPECT_GT(RenderDrawGeom3DIndex(placedTorus(kMax / 4, 0.0)).getNumberOfAlwaysTestedTriangles(),
+            0);
 }
 
 // Corner cases of the data: a geometry without sheets; invalid, empty and corrupt sheets; a
