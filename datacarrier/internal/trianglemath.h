@@ -201,19 +201,47 @@ inline bool closestOnTriangle(const double* p, const Vertex& a, const Vertex& b,
 }
 
 // The slack of the closest-point rejection: far above the rounding of the exact arithmetic on
-// coordinates of the magnitude of p and of the sheet's box, so that a rejected triangle could
-// never have offered a winner. The candidates are built from edge vectors rounded to single
-// precision, so they may leave the corners' box by up to a few 1e-8 of the coordinates'
-// magnitude: the slack is a relative 1e-6. (A sheet box that understates its vertices only
-// shrinks it.)
-inline double rejectionSlack(const double* p, const BoundingBox3D& box) {
+// coordinates of the magnitude of p and of the vertices (magnitude: their largest coordinate in
+// absolute value), so that a rejected triangle could never have offered a winner. The
+// candidates are built from edge vectors rounded to single precision, so they may leave the
+// corners' box by up to a few 1e-8 of the coordinates' magnitude: the slack is a relative 1e-6.
+inline double rejectionSlack(const double* p, double magnitude) {
+  return 1e-6 *
+         std::max(std::max(std::max(std::fabs(p[0]), std::fabs(p[1])), std::fabs(p[2])), magnitude);
+}
+
+// The largest coordinate of a box in absolute value: a first guess at the magnitude of the
+// vertices it claims to hold.
+inline double boxMagnitude(const BoundingBox3D& box) {
   double magnitude = 0.0;
-  for (double x :
-       {p[0], p[1], p[2], double(box.getMinX()), double(box.getMaxX()), double(box.getMinY()),
-        double(box.getMaxY()), double(box.getMinZ()), double(box.getMaxZ())}) {
-    magnitude = std::max(magnitude, std::fabs(x));
+  for (float x :
+       {box.getMinX(), box.getMaxX(), box.getMinY(), box.getMaxY(), box.getMinZ(), box.getMaxZ()}) {
+    magnitude = std::max(magnitude, std::fabs(double(x)));
   }
-  return 1e-6 * magnitude;
+  return magnitude;
+}
+
+// The x, y, z lanes of a vertex loaded as four floats, without their sign; the fourth lane (nx)
+// cleared.
+inline __m128 absoluteXyz(const Vertex& a) {
+  const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
+  return _mm_and_ps(_mm_loadu_ps(&a.x), mask);
+}
+
+// The largest of the four lanes.
+inline float largestLane(__m128 x) {
+  x = _mm_max_ps(x, _mm_movehl_ps(x, x));
+  x = _mm_max_ss(x, _mm_shuffle_ps(x, x, 1));
+  return _mm_cvtss_f32(x);
+}
+
+// The largest coordinate of the n vertices in absolute value; NaN coordinates are ignored
+// (_mm_max_ps(x, m) keeps m when x is NaN).
+inline float magnitudeOf(const Vertex* v, int n) {
+  __m128 m = _mm_setzero_ps();
+  for (int i = 0; i < n; ++i)
+    m = _mm_max_ps(absoluteXyz(v[i]), m);
+  return largestLane(m);
 }
 
 // A lower bound of the squared distance from the point to any candidate closestOnTriangle can
@@ -255,15 +283,16 @@ struct ClosestBound {
 // axis, so ClosestBound::below exceeds bound: the triangle cannot offer the winner. reach is
 // sqrt(bound) with a relative margin and twice the slack, and the limits are rounded outwards
 // to floats, so that the rounding of the comparisons never matters; a NaN coordinate sets no
-// bit. Returns false (no codes) when the bound or p gives no finite reach.
-inline bool sideCodes(const double* p, double bound, double slack, const Vertex* v, int n,
-                      unsigned char* codes) {
+// bit, and a bound or p without a finite reach sets none at all. Returns the magnitude of the
+// vertices (as magnitudeOf), measured on the way.
+inline float sideCodes(const double* p, double bound, double slack, const Vertex* v, int n,
+                       unsigned char* codes) {
   const double reach = std::sqrt(bound) * (1.0 + 1e-6) + 2.0 * slack;
   float lo[4], hi[4];
   for (int k = 0; k < 3; ++k) {
+    // A limit beyond the float range becomes an infinity, a NaN stays NaN: neither flags.
     const double l = p[k] - reach;
     const double h = p[k] + reach;
-    if (!(std::fabs(l) < 1e38 && std::fabs(h) < 1e38)) return false;
     lo[k] = float(l);
     if (double(lo[k]) > l) lo[k] = std::nextafter(lo[k], -HUGE_VALF);
     hi[k] = float(h);
@@ -273,12 +302,14 @@ inline bool sideCodes(const double* p, double bound, double slack, const Vertex*
   hi[3] = HUGE_VALF;
   const __m128 below = _mm_loadu_ps(lo);
   const __m128 above = _mm_loadu_ps(hi);
+  __m128 magnitude = _mm_setzero_ps();
   for (int i = 0; i < n; ++i) {
     const __m128 x = _mm_loadu_ps(&v[i].x);
     codes[i] = static_cast<unsigned char>(_mm_movemask_ps(_mm_cmplt_ps(x, below)) |
                                           _mm_movemask_ps(_mm_cmpgt_ps(x, above)) << 4);
+    magnitude = _mm_max_ps(absoluteXyz(v[i]), magnitude);
   }
-  return true;
+  return largestLane(magnitude);
 }
 
 // ---- box overlap ----
@@ -469,6 +500,46 @@ inline bool cylinderMeetsTriangle(const CylinderQuery& cyl, const Vertex& a, con
     }
   }
   return in;
+}
+
+// The largest |x - p|_1 (sum of the coordinates' magnitudes relative to the cylinder's point)
+// that a box claims for its vertices: a first guess for cylinderCodes.
+inline double boxReach(const BoundingBox3D& box, const double* p) {
+  const double lo[3] = {box.getMinX(), box.getMinY(), box.getMinZ()};
+  const double hi[3] = {box.getMaxX(), box.getMaxY(), box.getMaxZ()};
+  double sum = 0.0;
+  for (int k = 0; k < 3; ++k)
+    sum += std::max(std::fabs(lo[k] - p[k]), std::fabs(hi[k] - p[k]));
+  return sum;
+}
+
+// Per-vertex codes of a cylinder test. Bit 0: h > hMax; bit 1: h < hMin (with hMin <= hMax),
+// where h is the vertex's height computed exactly as cylinderMeetsTriangle computes it, so that
+// three corners sharing one of these bits are the test's own slab rejections. Bits 2 to 5: the
+// vertex's projection on u beyond +margin or -margin, on v beyond +margin or -margin, with
+// margin = clear + 2^-19 reach; when reach is at least every vertex's |x - p|_1, three corners
+// sharing one of these bits put every point of the clipped polygon, as projected, farther than
+// clear + 2^-20 of the polygon's largest projected coordinate on that side of the axis, which is
+// where projectedMisses answers false. NaN coordinates set no side bit. Returns the largest
+// |x - p|_1 among the vertices (NaN ignored), so that the caller can check its reach.
+inline double cylinderCodes(const CylinderQuery& cyl, double reach, const Vertex* v, int n,
+                            unsigned char* codes) {
+  const double margin = cyl.clear + 0x1p-19 * reach;
+  const bool slab = cyl.hMin <= cyl.hMax;
+  double measured = 0.0;
+  for (int i = 0; i < n; ++i) {
+    const double P[3] = {double(v[i].x) - cyl.p[0], double(v[i].y) - cyl.p[1],
+                         double(v[i].z) - cyl.p[2]};
+    const double h = dot3(P, cyl.w);
+    const double du = dot3(P, cyl.u);
+    const double dv = dot3(P, cyl.v);
+    codes[i] = static_cast<unsigned char>((h > cyl.hMax) | (h < cyl.hMin && slab) << 1 |
+                                          (du > margin) << 2 | (du < -margin) << 3 |
+                                          (dv > margin) << 4 | (dv < -margin) << 5);
+    const double l1 = std::fabs(P[0]) + std::fabs(P[1]) + std::fabs(P[2]);
+    measured = l1 > measured ? l1 : measured;
+  }
+  return measured;
 }
 
 // ---- plane cut ----
