@@ -261,6 +261,8 @@ using trianglemath::indicesValid;
 
 // Fewest triangles for which a pass over the vertices pays off.
 constexpr int kCodedMinimum = 64;
+// One vertex in so many shows whether side codes would pay off.
+constexpr int kVertexSampleStride = 32;
 
 LineReach::LineReach(const double* p0_, const double* p1) {
   double d[3];
@@ -383,34 +385,52 @@ bool closest(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch&
   const int numTriangles = sheet.getNumberOfTriangles();
   // The search's own distance so far bounds the winner as well.
   if (search.dist2 < bound) bound = search.dist2;
-  // With a bound known, a per-vertex side code rejects most triangles from one byte per
-  // corner, without touching their coordinates. The codes are first made with the slack that
-  // the stored box suggests; should the vertices turn out larger, they are made again.
+  // With a bound known, a per-vertex side code rejects many triangles from one byte per corner,
+  // without touching their coordinates; unless a sample of the vertices shows that few would be
+  // flagged (a point about as far from every part of the sheet). The codes are first made with
+  // the slack that the stored box suggests; should the vertices turn out larger, they are made
+  // again. Without codes, the vertices are only measured.
   const unsigned char* codes = nullptr;
-  double slack;
+  double slack =
+      trianglemath::rejectionSlack(p, trianglemath::boxMagnitude(sheet.getBoundingBox()));
+  bool measured = false;
   if (numTriangles >= kCodedMinimum && bound < nkGetInf()) {
-    unsigned char* out = scratch.bytes(static_cast<std::size_t>(n));
-    slack = trianglemath::rejectionSlack(p, trianglemath::boxMagnitude(sheet.getBoundingBox()));
-    const double measured =
-        trianglemath::rejectionSlack(p, trianglemath::sideCodes(p, bound, slack, v, n, out));
-    if (measured > slack) {
-      slack = measured;
-      trianglemath::sideCodes(p, bound, slack, v, n, out);
+    trianglemath::SideLimits sides(p, bound, slack);
+    int sampled = 0, flagged = 0;
+    for (int i = 0; i < n; i += kVertexSampleStride, ++sampled)
+      flagged += sides.code(v[i]) != 0;
+    if (4 * flagged >= sampled) {
+      unsigned char* out = scratch.bytes(static_cast<std::size_t>(n));
+      const double actual =
+          trianglemath::rejectionSlack(p, trianglemath::sideCodes(sides, v, n, out));
+      if (actual > slack) {
+        slack = actual;
+        trianglemath::sideCodes(trianglemath::SideLimits(p, bound, slack), v, n, out);
+      }
+      codes = out;
+      measured = true;
     }
-    codes = out;
-  } else {
-    slack = trianglemath::rejectionSlack(p, trianglemath::magnitudeOf(v, n));
   }
-  const trianglemath::ClosestBound lowerBound(p, slack);
+  if (!measured) slack = trianglemath::rejectionSlack(p, trianglemath::magnitudeOf(v, n));
+  // The survivors meet the corners' box, then the triangle's plane, then the test.
+  trianglemath::ClosestBound lowerBound(p, slack);
+  double limit = search.dist2 < bound ? search.dist2 : bound;
+  lowerBound.setLimit(limit);
+  double reach2 = trianglemath::planeReach2(limit, slack);
   for (int t = 0; t < numTriangles; ++t, corners += 3) {
     if (!indicesValid(corners, n)) continue;
     if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
     const Sheet3D::Vertex& a = v[corners[0]];
     const Sheet3D::Vertex& b = v[corners[1]];
     const Sheet3D::Vertex& c = v[corners[2]];
-    const double limit = search.dist2 < bound ? search.dist2 : bound;
-    if (lowerBound.below(a, b, c) > limit) continue;
+    if (lowerBound.exceeds(a, b, c)) continue;
+    if (trianglemath::beyondPlane(p, a, b, c, reach2)) continue;
     if (trianglemath::closestOnTriangle(p, a, b, c, search)) return true;
+    if (search.dist2 < limit) {
+      limit = search.dist2;
+      lowerBound.setLimit(limit);
+      reach2 = trianglemath::planeReach2(limit, slack);
+    }
   }
   return false;
 }

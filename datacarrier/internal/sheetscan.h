@@ -13,6 +13,7 @@
 
 #include <emmintrin.h>
 
+#include <cstdint>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -23,30 +24,31 @@
 namespace nkdatacarrier {
 namespace sheetscan {
 
-// Working arrays of a scan, kept between sheets by a query over many sheets. Grown, never
+// Working arrays of the scans, kept between sheets by a query over many sheets. Grown, never
 // cleared: every scan writes the entries it reads.
 class Scratch {
  public:
-  float* floats(std::size_t n) {
-    if (floatsSize_ < n) {
-      floats_.reset(new float[n]);
-      floatsSize_ = n;
-    }
-    return floats_.get();
-  }
-  unsigned char* bytes(std::size_t n) {
-    if (bytesSize_ < n) {
-      bytes_.reset(new unsigned char[n]);
-      bytesSize_ = n;
-    }
-    return bytes_.get();
-  }
+  float* floats(std::size_t n) { return grown(floats_, n); }
+  std::int16_t* shorts(std::size_t n) { return grown(shorts_, n); }
+  unsigned char* bytes(std::size_t n) { return grown(bytes_, n); }
 
  private:
-  std::unique_ptr<float[]> floats_;
-  std::size_t floatsSize_ = 0;
-  std::unique_ptr<unsigned char[]> bytes_;
-  std::size_t bytesSize_ = 0;
+  template <typename T>
+  struct Array {
+    std::unique_ptr<T[]> data;
+    std::size_t size = 0;
+  };
+  template <typename T>
+  static T* grown(Array<T>& array, std::size_t n) {
+    if (array.size < n) {
+      array.data.reset(new T[n]);
+      array.size = n;
+    }
+    return array.data.get();
+  }
+  Array<float> floats_;
+  Array<std::int16_t> shorts_;
+  Array<unsigned char> bytes_;
 };
 
 // The line p0 + t (p1 - p0), seen along its dominant axis: each vertex lies at an offset from
