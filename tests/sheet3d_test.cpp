@@ -801,7 +801,10 @@ TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
     auto nearCircle = [&] {
       const double a = centre + unit(rng) * spread;
       const double d = r * (1.0 + std::ldexp(unit(rng), -int(rng() % 40)));
-      return V{float(d * std::cos(a)), float(d * std::sin(a)), float(unit(rng) * scale), 0, 0, 1};
+      // Every fourth triangle lies just inside or outside the top of the slab.
+      const double z = i % 4 == 2 ? scale * (1.0 + std::ldexp(unit(rng), -int(rng() % 24)))
+                                  : unit(rng) * scale;
+      return V{float(d * std::cos(a)), float(d * std::sin(a)), float(z), 0, 0, 1};
     };
     // The line x = y = 0 passes beside the edge a-b by about gap times its length.
     const double gap = std::ldexp(unit(rng), -int(rng() % 30)) * 1e-5 + (i % 3 ? 1e-5 : 0.0);

@@ -569,33 +569,51 @@ inline double boxReach(const BoundingBox3D& box, const double* p) {
   return sum;
 }
 
-// Per-vertex codes of a cylinder test. Bit 0: h > hMax; bit 1: h < hMin (with hMin <= hMax),
-// where h is the vertex's height computed exactly as cylinderMeetsTriangle computes it, so that
-// three corners sharing one of these bits are the test's own slab rejections. Bits 2 to 5: the
-// vertex's projection on u beyond +margin or -margin, on v beyond +margin or -margin, with
-// margin = clear + 2^-19 reach; when reach is at least every vertex's |x - p|_1, three corners
-// sharing one of these bits put every point of the clipped polygon, as projected, farther than
-// clear + 2^-20 of the polygon's largest projected coordinate on that side of the axis, which is
-// where projectedMisses answers false. NaN coordinates set no side bit. Returns the largest
-// |x - p|_1 among the vertices (NaN ignored), so that the caller can check its reach.
+// Per-vertex codes of a cylinder test, such that three corners sharing a bit certainly miss:
+// the vertex beyond the slab (h > hMax, or h < hMin with hMin <= hMax), or its projection on u
+// or on v beyond +margin or -margin, where h, u and v are taken relative to the cylinder's
+// point. They are computed in single precision, four lanes at once, and every limit is widened
+// by m = 2^-18 (reach + |p|_1), rounded outwards: with reach at least every vertex's |x - p|_1,
+// this exceeds the rounding of the float arithmetic many times over, so a flagged corner's h
+// as the test computes it lies beyond the slab as well, and three corners flagged on one side
+// of u or v put every point of the clipped polygon, as the test projects it, beyond
+// clear + 2^-20 of its largest projected coordinate: the test's own rejections, both. NaN sets no
+// bit. Returns an upper bound of the vertices' |x - p|_1 (NaN ignored), so that the caller can
+// check its reach.
 inline double cylinderCodes(const CylinderQuery& cyl, double reach, const Vertex* v, int n,
                             unsigned char* codes) {
-  const double margin = cyl.clear + 0x1p-19 * reach;
-  const bool slab = cyl.hMin <= cyl.hMax;
-  double measured = 0.0;
+  const double m =
+      0x1p-18 * (reach + std::fabs(cyl.p[0]) + std::fabs(cyl.p[1]) + std::fabs(cyl.p[2]));
+  const auto up = [](double x) {
+    float f = float(x);
+    return double(f) < x ? std::nextafter(f, HUGE_VALF) : f;
+  };
+  const auto down = [](double x) {
+    float f = float(x);
+    return double(f) > x ? std::nextafter(f, -HUGE_VALF) : f;
+  };
+  const float side = up(cyl.clear + m);
+  const __m128 above = _mm_setr_ps(up(cyl.hMax + m), side, side, HUGE_VALF);
+  const __m128 below =
+      _mm_setr_ps(cyl.hMin <= cyl.hMax ? down(cyl.hMin - m) : -HUGE_VALF, -side, -side, -HUGE_VALF);
+  const __m128 origin = _mm_setr_ps(float(cyl.p[0]), float(cyl.p[1]), float(cyl.p[2]), 0.0f);
+  const __m128 alongX = _mm_setr_ps(float(cyl.w[0]), float(cyl.u[0]), float(cyl.v[0]), 0.0f);
+  const __m128 alongY = _mm_setr_ps(float(cyl.w[1]), float(cyl.u[1]), float(cyl.v[1]), 0.0f);
+  const __m128 alongZ = _mm_setr_ps(float(cyl.w[2]), float(cyl.u[2]), float(cyl.v[2]), 0.0f);
+  const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
+  __m128 largest = _mm_setzero_ps();
   for (int i = 0; i < n; ++i) {
-    const double P[3] = {double(v[i].x) - cyl.p[0], double(v[i].y) - cyl.p[1],
-                         double(v[i].z) - cyl.p[2]};
-    const double h = dot3(P, cyl.w);
-    const double du = dot3(P, cyl.u);
-    const double dv = dot3(P, cyl.v);
-    codes[i] = static_cast<unsigned char>((h > cyl.hMax) | (h < cyl.hMin && slab) << 1 |
-                                          (du > margin) << 2 | (du < -margin) << 3 |
-                                          (dv > margin) << 4 | (dv < -margin) << 5);
-    const double l1 = std::fabs(P[0]) + std::fabs(P[1]) + std::fabs(P[2]);
-    measured = l1 > measured ? l1 : measured;
+    const __m128 P = _mm_sub_ps(_mm_loadu_ps(&v[i].x), origin);
+    const __m128 hv = _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_shuffle_ps(P, P, 0x00), alongX),
+                                            _mm_mul_ps(_mm_shuffle_ps(P, P, 0x55), alongY)),
+                                 _mm_mul_ps(_mm_shuffle_ps(P, P, 0xaa), alongZ));
+    codes[i] = static_cast<unsigned char>(_mm_movemask_ps(_mm_cmpgt_ps(hv, above)) |
+                                          _mm_movemask_ps(_mm_cmplt_ps(hv, below)) << 4);
+    largest = _mm_max_ps(_mm_and_ps(P, mask), largest);  // NaN keeps the largest so far
   }
-  return measured;
+  float lanes[4];
+  _mm_storeu_ps(lanes, largest);
+  return (double(lanes[0]) + double(lanes[1]) + double(lanes[2])) * (1.0 + 0x1p-20);
 }
 
 // ---- plane cut ----
