@@ -9,6 +9,7 @@
 #include "datacarrier/internal/segmentmath.h"
 #include "datacarrier/internal/sheetscan.h"
 #include "datacarrier/internal/trianglemath.h"
+#include "datacarrier/internal/vertexcodes.h"
 #include "datacarrier/postdataobject.h"
 #include "qvutil/nkmath.h"
 
@@ -301,9 +302,9 @@ float offsetsAlong(const LineReach& line, const Sheet3D::Vertex* v, int n, float
     const __m128d offset = _mm_sub_pd(_mm_sub_pd(across, base), _mm_mul_pd(along, slopes));
     _mm_storel_pi(reinterpret_cast<__m64*>(out + 2 * static_cast<std::size_t>(i)),
                   _mm_cvtpd_ps(offset));
-    magnitude = _mm_max_ps(trianglemath::absoluteXyz(v[i]), magnitude);
+    magnitude = _mm_max_ps(vertexcodes::absoluteXyz(v[i]), magnitude);
   }
-  return trianglemath::largestLane(magnitude);
+  return vertexcodes::largestLane(magnitude);
 }
 
 }  // namespace
@@ -391,27 +392,27 @@ bool closest(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch&
   // the slack that the stored box suggests; should the vertices turn out larger, they are made
   // again. Without codes, the vertices are only measured.
   const unsigned char* codes = nullptr;
-  double slack =
-      trianglemath::rejectionSlack(p, trianglemath::boxMagnitude(sheet.getBoundingBox()));
+  double slack = trianglemath::rejectionSlack(p, vertexcodes::boxMagnitude(sheet.getBoundingBox()));
   bool measured = false;
   if (numTriangles >= kCodedMinimum && bound < nkGetInf()) {
-    trianglemath::SideLimits sides(p, bound, slack);
+    const vertexcodes::SideLimits sides(p, trianglemath::closestReach(bound, slack));
     int sampled = 0, flagged = 0;
     for (int i = 0; i < n; i += kVertexSampleStride, ++sampled)
       flagged += sides.code(v[i]) != 0;
     if (4 * flagged >= sampled) {
       unsigned char* out = scratch.bytes(static_cast<std::size_t>(n));
       const double actual =
-          trianglemath::rejectionSlack(p, trianglemath::sideCodes(sides, v, n, out));
+          trianglemath::rejectionSlack(p, vertexcodes::sideCodes(sides, v, n, out));
       if (actual > slack) {
         slack = actual;
-        trianglemath::sideCodes(trianglemath::SideLimits(p, bound, slack), v, n, out);
+        vertexcodes::sideCodes(vertexcodes::SideLimits(p, trianglemath::closestReach(bound, slack)),
+                               v, n, out);
       }
       codes = out;
       measured = true;
     }
   }
-  if (!measured) slack = trianglemath::rejectionSlack(p, trianglemath::magnitudeOf(v, n));
+  if (!measured) slack = trianglemath::rejectionSlack(p, vertexcodes::magnitudeOf(v, n));
   // The survivors meet the corners' box, then the triangle's plane, then the test.
   trianglemath::ClosestBound lowerBound(p, slack);
   double limit = search.dist2 < bound ? search.dist2 : bound;
@@ -446,9 +447,11 @@ bool meetsCylinder(const Sheet3D& sheet, const trianglemath::CylinderQuery& cyli
   const unsigned char* codes = nullptr;
   if (numTriangles >= kCodedMinimum) {
     unsigned char* out = scratch.bytes(static_cast<std::size_t>(n));
-    const double guess = trianglemath::boxReach(sheet.getBoundingBox(), cylinder.p);
-    const double measured = trianglemath::cylinderCodes(cylinder, guess, v, n, out);
-    if (!(measured <= guess)) trianglemath::cylinderCodes(cylinder, measured, v, n, out);
+    const vertexcodes::CylinderSides sides{cylinder.p,     cylinder.u,    cylinder.v,    cylinder.w,
+                                           cylinder.clear, cylinder.hMax, cylinder.hMin, true};
+    const double guess = vertexcodes::boxReach(sheet.getBoundingBox(), cylinder.p);
+    const double measured = vertexcodes::cylinderCodes(sides, guess, v, n, out);
+    if (!(measured <= guess)) vertexcodes::cylinderCodes(sides, measured, v, n, out);
     codes = out;
   }
   for (int t = 0; t < numTriangles; ++t, corners += 3) {

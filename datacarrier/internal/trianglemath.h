@@ -16,6 +16,7 @@
 #include <cstdint>
 
 #include "datacarrier/internal/segmentmath.h"
+#include "datacarrier/internal/vertexcodes.h"
 #include "datacarrier/sheet3d.h"
 
 namespace nkdatacarrier {
@@ -211,59 +212,6 @@ inline double rejectionSlack(const double* p, double magnitude) {
          std::max(std::max(std::max(std::fabs(p[0]), std::fabs(p[1])), std::fabs(p[2])), magnitude);
 }
 
-// The largest coordinate of a box in absolute value: a first guess at the magnitude of the
-// vertices it claims to hold.
-inline double boxMagnitude(const BoundingBox3D& box) {
-  double magnitude = 0.0;
-  for (float x :
-       {box.getMinX(), box.getMaxX(), box.getMinY(), box.getMaxY(), box.getMinZ(), box.getMaxZ()}) {
-    magnitude = std::max(magnitude, std::fabs(double(x)));
-  }
-  return magnitude;
-}
-
-// The x, y, z lanes of a vertex loaded as four floats, without their sign; the fourth lane (nx)
-// cleared.
-inline __m128 absoluteXyz(const Vertex& a) {
-  const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
-  return _mm_and_ps(_mm_loadu_ps(&a.x), mask);
-}
-
-// The largest of the four lanes.
-inline float largestLane(__m128 x) {
-  x = _mm_max_ps(x, _mm_movehl_ps(x, x));
-  x = _mm_max_ss(x, _mm_shuffle_ps(x, x, 1));
-  return _mm_cvtss_f32(x);
-}
-
-// The largest coordinate of the n vertices in absolute value; NaN coordinates are ignored
-// (_mm_max_ps(x, m) keeps m when x is NaN).
-inline float magnitudeOf(const Vertex* v, int n) {
-  __m128 m = _mm_setzero_ps();
-  for (int i = 0; i < n; ++i)
-    m = _mm_max_ps(absoluteXyz(v[i]), m);
-  return largestLane(m);
-}
-
-// p - r and p + r on each axis as floats rounded outwards, in the x, y, z lanes of lo and hi;
-// the fourth lane (a vertex's nx) gets -infinity and +infinity, so nothing lies beyond it. A
-// limit beyond the float range becomes an infinity and a NaN stays NaN.
-inline void outwardLimits(const double* p, double r, __m128& lo, __m128& hi) {
-  float l[4], h[4];
-  for (int k = 0; k < 3; ++k) {
-    const double down = p[k] - r;
-    const double up = p[k] + r;
-    l[k] = float(down);
-    if (double(l[k]) > down) l[k] = std::nextafter(l[k], -HUGE_VALF);
-    h[k] = float(up);
-    if (double(h[k]) < up) h[k] = std::nextafter(h[k], HUGE_VALF);
-  }
-  l[3] = -HUGE_VALF;
-  h[3] = HUGE_VALF;
-  lo = _mm_loadu_ps(l);
-  hi = _mm_loadu_ps(h);
-}
-
 // A lower bound of the squared distance from the point to any candidate closestOnTriangle can
 // offer, from the box of the corners alone: per axis, the gap between that box and p widened by
 // the slack, squared and summed where positive. Worked in single precision on the stored floats:
@@ -276,7 +224,7 @@ inline void outwardLimits(const double* p, double r, __m128& lo, __m128& hi) {
 class ClosestBound {
  public:
   ClosestBound(const double* p, double slack) {
-    outwardLimits(p, slack, below_, above_);  // the fourth lane's gap is always 0
+    vertexcodes::outwardLimits(p, slack, below_, above_);  // the fourth lane's gap is always 0
     setLimit(HUGE_VAL);
   }
   // The squared distance the candidates are compared with; a NaN limit rules nothing out.
@@ -335,37 +283,12 @@ inline double planeReach2(double limit, double slack) {
   return reach * reach;
 }
 
-// Per-vertex side codes of a closest-point search with a known bound: bit k set when the
-// vertex lies below p[k] - reach on axis k, bit 4 + k when above p[k] + reach. When the codes
-// of all three corners share a bit, the corners' box lies farther than reach from p on that
-// axis, so ClosestBound::exceeds holds for the bound: the triangle cannot offer the winner.
-// reach is sqrt(bound) with a relative margin and twice the slack, and the limits are rounded
-// outwards to floats, so that the rounding of the comparisons never matters; a NaN coordinate
-// sets no bit, and a bound or p without a finite reach sets none at all.
-class SideLimits {
- public:
-  SideLimits(const double* p, double bound, double slack) {
-    outwardLimits(p, std::sqrt(bound) * (1.0 + 1e-6) + 2.0 * slack, below_, above_);
-  }
-  int code(const Vertex& v) const {
-    const __m128 x = _mm_loadu_ps(&v.x);
-    return _mm_movemask_ps(_mm_cmplt_ps(x, below_)) | _mm_movemask_ps(_mm_cmpgt_ps(x, above_)) << 4;
-  }
-
- private:
-  __m128 below_;
-  __m128 above_;
-};
-
-// Writes the side codes of the n vertices; returns their magnitude (as magnitudeOf), measured on
-// the way.
-inline float sideCodes(const SideLimits& sides, const Vertex* v, int n, unsigned char* codes) {
-  __m128 magnitude = _mm_setzero_ps();
-  for (int i = 0; i < n; ++i) {
-    codes[i] = static_cast<unsigned char>(sides.code(v[i]));
-    magnitude = _mm_max_ps(absoluteXyz(v[i]), magnitude);
-  }
-  return largestLane(magnitude);
+// The reach of the side codes (vertexcodes::SideLimits) of a closest-point search with a known
+// bound: corners sharing a bit lie so far beyond the bound's distance on one axis that
+// ClosestBound::exceeds holds for the bound, whatever the rounding: sqrt(bound) with a relative
+// margin, and twice the slack.
+inline double closestReach(double bound, double slack) {
+  return std::sqrt(bound) * (1.0 + 1e-6) + 2.0 * slack;
 }
 
 // ---- box overlap ----
@@ -556,64 +479,6 @@ inline bool cylinderMeetsTriangle(const CylinderQuery& cyl, const Vertex& a, con
     }
   }
   return in;
-}
-
-// The largest |x - p|_1 (sum of the coordinates' magnitudes relative to the cylinder's point)
-// that a box claims for its vertices: a first guess for cylinderCodes.
-inline double boxReach(const BoundingBox3D& box, const double* p) {
-  const double lo[3] = {box.getMinX(), box.getMinY(), box.getMinZ()};
-  const double hi[3] = {box.getMaxX(), box.getMaxY(), box.getMaxZ()};
-  double sum = 0.0;
-  for (int k = 0; k < 3; ++k)
-    sum += std::max(std::fabs(lo[k] - p[k]), std::fabs(hi[k] - p[k]));
-  return sum;
-}
-
-// Per-vertex codes of a cylinder test, such that three corners sharing a bit certainly miss:
-// the vertex beyond the slab (h > hMax, or h < hMin with hMin <= hMax), or its projection on u
-// or on v beyond +margin or -margin, where h, u and v are taken relative to the cylinder's
-// point. They are computed in single precision, four lanes at once, and every limit is widened
-// by m = 2^-18 (reach + |p|_1), rounded outwards: with reach at least every vertex's |x - p|_1,
-// this exceeds the rounding of the float arithmetic many times over, so a flagged corner's h
-// as the test computes it lies beyond the slab as well, and three corners flagged on one side
-// of u or v put every point of the clipped polygon, as the test projects it, beyond
-// clear + 2^-20 of its largest projected coordinate: the test's own rejections, both. NaN sets no
-// bit. Returns an upper bound of the vertices' |x - p|_1 (NaN ignored), so that the caller can
-// check its reach.
-inline double cylinderCodes(const CylinderQuery& cyl, double reach, const Vertex* v, int n,
-                            unsigned char* codes) {
-  const double m =
-      0x1p-18 * (reach + std::fabs(cyl.p[0]) + std::fabs(cyl.p[1]) + std::fabs(cyl.p[2]));
-  const auto up = [](double x) {
-    float f = float(x);
-    return double(f) < x ? std::nextafter(f, HUGE_VALF) : f;
-  };
-  const auto down = [](double x) {
-    float f = float(x);
-    return double(f) > x ? std::nextafter(f, -HUGE_VALF) : f;
-  };
-  const float side = up(cyl.clear + m);
-  const __m128 above = _mm_setr_ps(up(cyl.hMax + m), side, side, HUGE_VALF);
-  const __m128 below =
-      _mm_setr_ps(cyl.hMin <= cyl.hMax ? down(cyl.hMin - m) : -HUGE_VALF, -side, -side, -HUGE_VALF);
-  const __m128 origin = _mm_setr_ps(float(cyl.p[0]), float(cyl.p[1]), float(cyl.p[2]), 0.0f);
-  const __m128 alongX = _mm_setr_ps(float(cyl.w[0]), float(cyl.u[0]), float(cyl.v[0]), 0.0f);
-  const __m128 alongY = _mm_setr_ps(float(cyl.w[1]), float(cyl.u[1]), float(cyl.v[1]), 0.0f);
-  const __m128 alongZ = _mm_setr_ps(float(cyl.w[2]), float(cyl.u[2]), float(cyl.v[2]), 0.0f);
-  const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
-  __m128 largest = _mm_setzero_ps();
-  for (int i = 0; i < n; ++i) {
-    const __m128 P = _mm_sub_ps(_mm_loadu_ps(&v[i].x), origin);
-    const __m128 hv = _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_shuffle_ps(P, P, 0x00), alongX),
-                                            _mm_mul_ps(_mm_shuffle_ps(P, P, 0x55), alongY)),
-                                 _mm_mul_ps(_mm_shuffle_ps(P, P, 0xaa), alongZ));
-    codes[i] = static_cast<unsigned char>(_mm_movemask_ps(_mm_cmpgt_ps(hv, above)) |
-                                          _mm_movemask_ps(_mm_cmplt_ps(hv, below)) << 4);
-    largest = _mm_max_ps(_mm_and_ps(P, mask), largest);  // NaN keeps the largest so far
-  }
-  float lanes[4];
-  _mm_storeu_ps(lanes, largest);
-  return (double(lanes[0]) + double(lanes[1]) + double(lanes[2])) * (1.0 + 0x1p-20);
 }
 
 // ---- plane cut ----
