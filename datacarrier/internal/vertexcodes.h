@@ -88,19 +88,25 @@ inline float floatDown(double x) {
 // p - r and p + r on each axis as floats rounded outwards, in the x, y, z lanes of lo and hi;
 // the fourth lane gets -infinity and +infinity, so nothing lies beyond it. A limit beyond the
 // float range becomes an infinity and a NaN stays NaN.
+inline void outwardLimits(const double* p, const double* r, __m128& lo, __m128& hi) {
+  lo = _mm_setr_ps(floatDown(p[0] - r[0]), floatDown(p[1] - r[1]), floatDown(p[2] - r[2]),
+                   -HUGE_VALF);
+  hi = _mm_setr_ps(floatUp(p[0] + r[0]), floatUp(p[1] + r[1]), floatUp(p[2] + r[2]), HUGE_VALF);
+}
 inline void outwardLimits(const double* p, double r, __m128& lo, __m128& hi) {
-  lo = _mm_setr_ps(floatDown(p[0] - r), floatDown(p[1] - r), floatDown(p[2] - r), -HUGE_VALF);
-  hi = _mm_setr_ps(floatUp(p[0] + r), floatUp(p[1] + r), floatUp(p[2] + r), HUGE_VALF);
+  const double all[3] = {r, r, r};
+  outwardLimits(p, all, lo, hi);
 }
 
-// Side codes against the cube p +- reach: bit k set when the vertex lies below p[k] - reach on
-// axis k, bit 4 + k when above p[k] + reach. Elements whose corners share a bit lie farther than
-// reach from p on that axis. The limits are rounded outwards, so that the rounding of the
-// comparisons never matters; a NaN coordinate sets no bit, and a p or reach that is not finite
-// sets none at all.
+// Side codes against the cube p +- reach (or the box p +- reach[k]): bit k set when the vertex
+// lies below p[k] - reach on axis k, bit 4 + k when above p[k] + reach. Elements whose corners
+// share a bit lie farther than reach from p on that axis. The limits are rounded outwards, so that
+// the rounding of the comparisons never matters; a NaN coordinate sets no bit, and a p or reach
+// that is not finite sets none at all.
 class SideLimits {
  public:
   SideLimits(const double* p, double reach) { outwardLimits(p, reach, below_, above_); }
+  SideLimits(const double* p, const double* reach) { outwardLimits(p, reach, below_, above_); }
   template <typename V>
   int code(const V& v) const {
     const __m128 x = loadXyz(v);
@@ -148,36 +154,53 @@ struct CylinderSides {
 // slab as well, and corners flagged on one side of u or v put every point of the clipped
 // element, as the test projects it, beyond clear + 2^-20 of its largest projected coordinate,
 // where the test's single-precision projection and edge directions cannot bring it within the
-// radius. NaN sets no bit. Returns an upper bound of the vertices' |x - p|_1 (NaN ignored), so
-// that the caller can check its reach.
+// radius. NaN sets no bit. measured() is the sum over the axes of the largest |x - p| of the
+// vertices coded so far, in single precision (NaN ignored; within a relative 2^-24 and 2^-24 |p|
+// of the exact value, which m covers), so that the caller can check the reach it gave.
+class CylinderCoder {
+ public:
+  CylinderCoder(const CylinderSides& cyl, double reach) {
+    const double m =
+        0x1p-18 * (reach + std::fabs(cyl.p[0]) + std::fabs(cyl.p[1]) + std::fabs(cyl.p[2]));
+    const float side = floatUp(cyl.clear + m);
+    const bool below = !cyl.belowNeedsOrder || cyl.hMin <= cyl.hMax;
+    upper_ = _mm_setr_ps(floatUp(cyl.hMax + m), side, side, HUGE_VALF);
+    lower_ = _mm_setr_ps(below ? floatDown(cyl.hMin - m) : -HUGE_VALF, -side, -side, -HUGE_VALF);
+    origin_ = _mm_setr_ps(float(cyl.p[0]), float(cyl.p[1]), float(cyl.p[2]), 0.0f);
+    alongX_ = _mm_setr_ps(float(cyl.w[0]), float(cyl.u[0]), float(cyl.v[0]), 0.0f);
+    alongY_ = _mm_setr_ps(float(cyl.w[1]), float(cyl.u[1]), float(cyl.v[1]), 0.0f);
+    alongZ_ = _mm_setr_ps(float(cyl.w[2]), float(cyl.u[2]), float(cyl.v[2]), 0.0f);
+  }
+  template <typename V>
+  int code(const V& v) {
+    const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
+    const __m128 P = _mm_sub_ps(loadXyz(v), origin_);
+    const __m128 huv = _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_shuffle_ps(P, P, 0x00), alongX_),
+                                             _mm_mul_ps(_mm_shuffle_ps(P, P, 0x55), alongY_)),
+                                  _mm_mul_ps(_mm_shuffle_ps(P, P, 0xaa), alongZ_));
+    largest_ = _mm_max_ps(_mm_and_ps(P, mask), largest_);  // NaN keeps the largest so far
+    return _mm_movemask_ps(_mm_cmpgt_ps(huv, upper_)) | _mm_movemask_ps(_mm_cmplt_ps(huv, lower_))
+                                                            << 4;
+  }
+  double measured() const {
+    float lanes[4];
+    _mm_storeu_ps(lanes, largest_);
+    return double(lanes[0]) + double(lanes[1]) + double(lanes[2]);
+  }
+
+ private:
+  __m128 upper_, lower_, origin_, alongX_, alongY_, alongZ_;
+  __m128 largest_ = _mm_setzero_ps();
+};
+
+// Writes the cylinder codes of the n vertices; returns CylinderCoder::measured().
 template <typename V>
 inline double cylinderCodes(const CylinderSides& cyl, double reach, const V* v, int n,
                             unsigned char* codes) {
-  const double m =
-      0x1p-18 * (reach + std::fabs(cyl.p[0]) + std::fabs(cyl.p[1]) + std::fabs(cyl.p[2]));
-  const float side = floatUp(cyl.clear + m);
-  const bool below = !cyl.belowNeedsOrder || cyl.hMin <= cyl.hMax;
-  const __m128 upper = _mm_setr_ps(floatUp(cyl.hMax + m), side, side, HUGE_VALF);
-  const __m128 lower =
-      _mm_setr_ps(below ? floatDown(cyl.hMin - m) : -HUGE_VALF, -side, -side, -HUGE_VALF);
-  const __m128 origin = _mm_setr_ps(float(cyl.p[0]), float(cyl.p[1]), float(cyl.p[2]), 0.0f);
-  const __m128 alongX = _mm_setr_ps(float(cyl.w[0]), float(cyl.u[0]), float(cyl.v[0]), 0.0f);
-  const __m128 alongY = _mm_setr_ps(float(cyl.w[1]), float(cyl.u[1]), float(cyl.v[1]), 0.0f);
-  const __m128 alongZ = _mm_setr_ps(float(cyl.w[2]), float(cyl.u[2]), float(cyl.v[2]), 0.0f);
-  const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
-  __m128 largest = _mm_setzero_ps();
-  for (int i = 0; i < n; ++i) {
-    const __m128 P = _mm_sub_ps(loadXyz(v[i]), origin);
-    const __m128 huv = _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_shuffle_ps(P, P, 0x00), alongX),
-                                             _mm_mul_ps(_mm_shuffle_ps(P, P, 0x55), alongY)),
-                                  _mm_mul_ps(_mm_shuffle_ps(P, P, 0xaa), alongZ));
-    codes[i] = static_cast<unsigned char>(_mm_movemask_ps(_mm_cmpgt_ps(huv, upper)) |
-                                          _mm_movemask_ps(_mm_cmplt_ps(huv, lower)) << 4);
-    largest = _mm_max_ps(_mm_and_ps(P, mask), largest);  // NaN keeps the largest so far
-  }
-  float lanes[4];
-  _mm_storeu_ps(lanes, largest);
-  return (double(lanes[0]) + double(lanes[1]) + double(lanes[2])) * (1.0 + 0x1p-20);
+  CylinderCoder coder(cyl, reach);
+  for (int i = 0; i < n; ++i)
+    codes[i] = static_cast<unsigned char>(coder.code(v[i]));
+  return coder.measured();
 }
 
 }  // namespace vertexcodes
