@@ -74,8 +74,27 @@ void BM_UnorderedMapExact(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kPoints);
 }
 
+// A cell hint far larger than the tolerance puts 200,000 points, each just outside the next's
+// tolerance, into one cell: merging must stay near linear (a map chaining them all in one cell
+// would make ~1e10 comparisons). Per point, beside the random merge above.
+void BM_CoordHashMapOneCell(benchmark::State& state) {
+  constexpr int kInOneCell = 200000;
+  std::size_t unique = 0;
+  for (auto _ : state) {
+    CoordHashMap map(2, 0.0, 0, false, 1e-6, 1e6);
+    for (int i = 0; i < kInOneCell; ++i) {
+      const double c[] = {i * 2e-6, 0.0};
+      map.insert(c, i, true);
+    }
+    unique = map.size();
+  }
+  state.counters["unique"] = static_cast<double>(unique);
+  state.SetItemsProcessed(state.iterations() * kInOneCell);
+}
+
 BENCHMARK(BM_CoordHashMap)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_UnorderedMapExact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CoordHashMapOneCell)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -72,6 +72,14 @@ inline std::vector<std::string> written(const nkbase::Serializable& carrier) {
   return os.lines;
 }
 
+// The same without the class identifier: what serializeRaw writes.
+inline std::vector<std::string> writtenRaw(const nkbase::Serializable& carrier) {
+  RecordingOStream os;
+  nkbase::Prop prop;
+  carrier.serializeRaw(os, prop);
+  return os.lines;
+}
+
 template <typename T>
 std::vector<char> binaryOf(const T& carrier) {
   nkbase::Prop prop;

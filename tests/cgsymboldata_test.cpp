@@ -41,17 +41,11 @@ TEST(CgSymbolDataBag, GotSpansAllMapsAndSettersOverwriteWithinOne) {
 }
 
 TEST(CgSymbolDataSerialization, WritesMapsInKeyOrderWithOnlyTheVersionLabel) {
-  nkbase::Prop prop;
-  qvtest::RecordingOStream os;
-  sampleBag().serializeRaw(os, prop);
-  const std::vector<std::string> expected = {
-      "unsigned 1", "# version",                                          // header
-      "int 2",      "string a",  "int -1",     "string k", "int 2",       // integers
-      "int 1",      "string s",  "string x y",                            // strings
-      "int 1",      "string d",  "double 0.5",                            // doubles
-      "int 2",      "string e",  "unsigned 0", "string k", "unsigned 2",  // vectors
-      "double 1.5", "double -2"};
-  EXPECT_EQ(os.lines, expected);
+  // The header, then the integers, strings, doubles and vectors, each a count and pairs.
+  EXPECT_EQ(qvtest::writtenRaw(sampleBag()),
+            qvtest::seq("unsigned 1|# version|int 2|string a|int -1|string k|int 2|int 1|string s|"
+                        "string x y|int 1|string d|double 0.5|int 2|string e|unsigned 0|string k|"
+                        "unsigned 2|double 1.5|double -2"));
 }
 
 TEST(CgSymbolDataSerialization, RoundTripsThroughBinaryAndText) {

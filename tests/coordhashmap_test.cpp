@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -115,18 +114,15 @@ TEST(CoordHashMap, LookupLeavesTheMapUnchangedAndPointersStayValid) {
   EXPECT_EQ(map.insert(first, 0, true).first, stored);
 }
 
-TEST(CoordHashMap, ManyPointsInOneCellStayFast) {
-  // A huge cell hint and points just outside each other's tolerance: a map that chained all of
-  // them in one cell would need ~1e10 comparisons here.
+TEST(CoordHashMap, ManyPointsInOneCellStayDistinct) {
+  // A huge cell hint and points just outside each other's tolerance: all stay distinct (the
+  // cost of this case is measured in the benchmark).
   CoordHashMap map(2, 0.0, 0, false, 1e-6, 1e6);
-  const auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < 200000; ++i) {
     const double c[] = {i * 2e-6, 0.0};
     ASSERT_TRUE(map.insert(c, i, true).second);
   }
-  const double seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  EXPECT_LT(seconds, 5.0);
+  EXPECT_EQ(map.size(), 200000u);
 }
 
 }  // namespace

@@ -45,20 +45,12 @@ TEST(Curve1D, IntersectsBoxWhenASegmentOverlapsItEndsIncluded) {
   EXPECT_FALSE(makeCurve({0, 1}, {0.0f, 1.0f}, false).intersectsBox({0, 1}));
 }
 
-TEST(Curve1DSerialization, WritesTheExactSequenceAndRoundTrips) {
-  qvtest::RecordingOStream os;
-  nkbase::Prop prop;
-  makeCurve({-2}, {-2.0f, 0.5f}).serializeRaw(os, prop);
-  EXPECT_EQ(os.lines,
-            (std::vector<std::string>{
-                "unsigned 1", "# version", "# Bounding box", "string RenderBoundingBox1D",
-                "unsigned 0", "# version", "float -2", "# minimum x-coordinate", "float 0.5",
-                "# maximum x-coordinate", "# ", "bool true", "# is valid", "int 1",
-                "# number of vertices", "# Vertex coordinates", "float -2", "# "}));
-  // Through the binary and the text stream every field comes back to the last bit.
-  const Curve1D c = makeCurve({0.1f, 3e-40f}, {0.0f, 0.1f});  // 3e-40 is subnormal
-  for (const Curve1D& r : qvtest::streamCopies(c))
-    EXPECT_EQ(qvtest::binaryOf(r), qvtest::binaryOf(c));
+TEST(Curve1DSerialization, WritesTheExactSequence) {
+  EXPECT_EQ(qvtest::writtenRaw(makeCurve({-2}, {-2.0f, 0.5f})),
+            qvtest::seq("unsigned 1|# version|# Bounding box|string RenderBoundingBox1D|"
+                        "unsigned 0|# version|float -2|# minimum x-coordinate|float 0.5|"
+                        "# maximum x-coordinate|# |bool true|# is valid|int 1|"
+                        "# number of vertices|# Vertex coordinates|float -2|# "));
 }
 
 TEST(Curve1DSerialization, ReadsVersionZeroAndKeepsTheCurveOnAnInvalidStream) {

@@ -67,7 +67,7 @@ TEST(Curve2DSegmentHelpers, BoxLineIntersectCountsTouching) {
     EXPECT_FALSE(Curve2D::boxLineIntersect(unit, a, b)) << a.x << ", " << a.y;
 }
 
-TEST(Curve2DInside, BallAndBoxIncludeTheirBoundary) {
+TEST(Curve2DInside, BallAndBoxIncludeTheirBoundaryAndShortCurvesNeverIntersect) {
   const Curve2D c = makeCurve({{0, 0}, {3, 4}}, {0.0f, 3.0f, 0.0f, 4.0f});
   EXPECT_TRUE(c.insideBall({0, 0}, 5.0));  // (3, 4) on the sphere
   EXPECT_FALSE(c.insideBall({0, 0}, 4.999));
@@ -77,9 +77,7 @@ TEST(Curve2DInside, BallAndBoxIncludeTheirBoundary) {
   const Curve2D wrongBox = makeCurve({{0, 0}, {3, 4}}, {10.0f, 11.0f, 10.0f, 11.0f});
   EXPECT_FALSE(wrongBox.insideBall({0, 0}, 5.0));
   EXPECT_FALSE(wrongBox.insideBox({-1, 4, -1, 5}));
-}
-
-TEST(Curve2DInside, FewVerticesAreInsideButNeverIntersect) {
+  // Fewer than two vertices are inside but never intersect; an invalid curve is neither.
   const Curve2D none = makeCurve({}, {0.0f, 1.0f, 0.0f, 1.0f});
   EXPECT_TRUE(none.insideBox({0.5, 2, 0.5, 2}));
   EXPECT_FALSE(none.insideBox({2, 3, 2, 3}));
@@ -106,31 +104,25 @@ TEST(Curve2DIntersects, BallIsStrictBoxIsInclusive) {
   EXPECT_FALSE(u.intersectsBall({2, 2}, 1.9));
 }
 
-TEST(Curve2DSerialization, WritesTheExactSequenceAndRoundTrips) {
+TEST(Curve2DSerialization, WritesTheExactSequence) {
   Curve2D c = makeCurve({{0, 0}, {3, 0.5f}}, {0.0f, 3.0f, 0.0f, 0.5f}, false);
   c.setUp(5);
   qvtest::RecordingOStream invalid, os;
   nkbase::Prop prop;
   c.serializeRaw(invalid, prop);
-  std::vector<std::string> expected(
-      {"unsigned 1", "# version", "# Bounding box", "string RenderBoundingBox2D", "unsigned 0",
-       "# version", "float 0", "# minimum x-coordinate", "float 3", "# maximum x-coordinate",
-       "float 0", "# minimum y-coordinate", "float 0.5", "# maximum y-coordinate", "# ",
-       "bool false", "# is valid"});
+  std::vector<std::string> expected = qvtest::seq(
+      "unsigned 1|# version|# Bounding box|string RenderBoundingBox2D|unsigned 0|# version|"
+      "float 0|# minimum x-coordinate|float 3|# maximum x-coordinate|float 0|"
+      "# minimum y-coordinate|float 0.5|# maximum y-coordinate|# |bool false|# is valid");
   EXPECT_EQ(invalid.lines, expected);  // nothing after the flag, not even the side domains
   c.setValid(true);
   c.serializeRaw(os, prop);
   expected[15] = "bool true";
-  expected.insert(expected.end(),
-                  {"int 2", "# number of vertices", "# Vertex coordinates", "float 0", "float 0",
-                   "# ", "float 3", "float 0.5", "# ", "# Domain on up side", "int 5", "# ",
-                   "# Domain on down side", "int -1", "# "});
+  const auto valid = qvtest::seq(
+      "int 2|# number of vertices|# Vertex coordinates|float 0|float 0|# |float 3|float 0.5|# |"
+      "# Domain on up side|int 5|# |# Domain on down side|int -1|# ");
+  expected.insert(expected.end(), valid.begin(), valid.end());
   EXPECT_EQ(os.lines, expected);
-  // Through the binary and the text stream every field comes back to the last bit.
-  c = makeCurve({{0.1f, -2}, {1e30f, 7}}, {-1.0f, 2.0f, -3.0f, 4.0f});
-  c.setDown(8);
-  for (const Curve2D& r : qvtest::streamCopies(c))
-    EXPECT_EQ(qvtest::binaryOf(r), qvtest::binaryOf(c));
 }
 
 TEST(Curve2DSerialization, ReadsVersionZeroAndKeepsTheCurveOnAnInvalidStream) {

@@ -58,7 +58,7 @@ TEST(Face2DArea, IsSignedAndUsesSinglePrecisionDifferences) {
   EXPECT_TRUE(kInvalidSquare.pointInFace(0.5, 0.5));  // the flag is not consulted
 }
 
-TEST(Face2DPointInFace, EdgesAndVerticesAreInsideWithinARelativeTolerance) {
+TEST(Face2DPointInFace, EdgesInsideWithinARelativeToleranceClockwiseTrianglesHoldNothing) {
   EXPECT_TRUE(kUnitSquare.pointInFace(0, 0));
   EXPECT_TRUE(kUnitSquare.pointInFace(0.5, 0.5));  // on the shared diagonal
   EXPECT_TRUE(kUnitSquare.pointInFace(0.25, 0.75));
@@ -71,9 +71,7 @@ TEST(Face2DPointInFace, EdgesAndVerticesAreInsideWithinARelativeTolerance) {
   // A thousand times smaller, it shrinks a million times.
   const Face2D small = makeFace({{0, 0}, {1e-3f, 0}, {0, 1e-3f}}, {0, 1, 2});
   EXPECT_FALSE(small.pointInFace(0.0005 + 1e-9, 0.0005));
-}
-
-TEST(Face2DPointInFace, ClockwiseTrianglesContainNothing) {
+  // Clockwise triangles contain nothing.
   const Face2D cw = makeFace({{0, 0}, {0, 1}, {1, 0}}, {0, 1, 2});
   EXPECT_FALSE(cw.pointInFace(0.25, 0.25));
   EXPECT_FALSE(cw.pointInFace(0, 0));
@@ -124,23 +122,17 @@ TEST(Face2DIntersects, IndicesOutsideTheVerticesAreSkipped) {
   EXPECT_FALSE(f.intersectsBox({-1, 0.1, 0.8, 2}));  // would meet edge (0, 3)
 }
 
-TEST(Face2DSerialization, WritesHeadingsBeforeTheArraysAndRoundTrips) {
+TEST(Face2DSerialization, WritesHeadingsBeforeTheArrays) {
   qvtest::RecordingOStream os;
   nkbase::Prop prop;
   makeFace({{0, 0}, {1, 0}, {0, 0.5f}}, {0, 1, 2}, {0.0f, 1.0f, 0.0f, 0.5f}).serializeRaw(os, prop);
-  std::vector<std::string> expected(
-      {"unsigned 3", "# version", "# Bounding box", "string RenderBoundingBox2D", "unsigned 0",
-       "# version", "float 0", "# minimum x-coordinate", "float 1", "# maximum x-coordinate",
-       "float 0", "# minimum y-coordinate", "float 0.5", "# maximum y-coordinate", "# "});
-  expected.insert(expected.end(),
-                  {"bool true", "# is valid", "# Number of vertices", "int 3",
-                   "# Number of triangles", "int 1", "# Vertices", "float 0", "float 0", "float 1",
-                   "float 0", "float 0", "float 0.5", "# Triangles", "int 0", "int 1", "int 2"});
-  EXPECT_EQ(os.lines, expected);
-  // Through the binary and the text stream every field comes back to the last bit.
-  const Face2D g = makeFace({{0.1f, 0.2f}, {1e10f, 3e-40f}, {0, -3}, {7, 7}}, {0, 1, 2, 1, 3, 2});
-  for (const Face2D& r : qvtest::streamCopies(g))
-    EXPECT_EQ(qvtest::binaryOf(r), qvtest::binaryOf(g));
+  EXPECT_EQ(os.lines,
+            qvtest::seq("unsigned 3|# version|# Bounding box|string RenderBoundingBox2D|"
+                        "unsigned 0|# version|float 0|# minimum x-coordinate|float 1|"
+                        "# maximum x-coordinate|float 0|# minimum y-coordinate|float 0.5|"
+                        "# maximum y-coordinate|# |bool true|# is valid|# Number of vertices|int 3|"
+                        "# Number of triangles|int 1|# Vertices|float 0|float 0|float 1|float 0|"
+                        "float 0|float 0.5|# Triangles|int 0|int 1|int 2"));
 }
 
 TEST(Face2DSerialization, VersionTwoSkipsTheClosedPaths) {

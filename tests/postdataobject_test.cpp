@@ -164,29 +164,26 @@ TEST(PostDataObjectStream, EmptyObjectWritesZeroCountsAndReadsBackEmpty) {
 }
 
 TEST(PostDataObjectStream, GroupsAreLabelledAndWrittenAsCountedArrays) {
-  Lines expected{"unsigned 1", "# version", "int 7",  "# type", "# info",
-                 "int 0",      "int -1",    "int -1", "int -1", "int 1"};
+  Lines expected =
+      qvtest::seq("unsigned 1|# version|int 7|# type|# info|int 0|int -1|int -1|int -1|int 1");
   expected.insert(expected.end(), 17, "int -1");
-  // clang-format off
-  expected.insert(expected.end(), {"# id", "int 42", "unsigned 2", "# #vertex groups",
-      "# vertex group", "unsigned 2", "unsigned 2", "double 1.5", "double -0", "unsigned 0",
-      "# vertex group", "unsigned 1", "unsigned 1", "double 5e-324",
-      "# bounds", "unsigned 1", "unsigned 2", "double -1", "double 1",
-      "unsigned 1", "# #element index groups", "# element index group", "unsigned 1", "unsigned 1",
-          "int 3",
-      "unsigned 1", "# #data groups", "# data group",
-          "unsigned 2", "unsigned 2", "double 2.5", "double nan", "unsigned 1", "double 1e+300",
-      "unsigned 1", "# #data max", "# data max", "unsigned 1", "double 7",
-      "unsigned 1", "# #data min", "# data min", "unsigned 1", "double -7",
-      "unsigned 1", "# #normal groups", "# normals", "unsigned 1", "unsigned 2", "float 0.5",
-          "float 1",
-      "unsigned 1", "# #normal index groups", "# normal indices", "unsigned 1", "int 4",
-      "unsigned 1", "# #boundary index groups", "# boundary indices", "unsigned 1", "unsigned 2",
-          "int 5", "int 6",
-      "unsigned 1", "# #vertex deformation groups", "# vertex deformation", "unsigned 0",
-      "unsigned 1", "# #vertex element groups", "# vertex elements", "unsigned 0",
-      "# #property/value pairs", "unsigned 2", "string ab", "string cde", "string ", "string "});
-  // clang-format on
+  const Lines groups = qvtest::seq(
+      "# id|int 42|unsigned 2|# #vertex groups|"
+      "# vertex group|unsigned 2|unsigned 2|double 1.5|double -0|unsigned 0|"
+      "# vertex group|unsigned 1|unsigned 1|double 5e-324|"
+      "# bounds|unsigned 1|unsigned 2|double -1|double 1|"
+      "unsigned 1|# #element index groups|# element index group|unsigned 1|unsigned 1|int 3|"
+      "unsigned 1|# #data groups|# data group|"
+      "unsigned 2|unsigned 2|double 2.5|double nan|unsigned 1|double 1e+300|"
+      "unsigned 1|# #data max|# data max|unsigned 1|double 7|"
+      "unsigned 1|# #data min|# data min|unsigned 1|double -7|"
+      "unsigned 1|# #normal groups|# normals|unsigned 1|unsigned 2|float 0.5|float 1|"
+      "unsigned 1|# #normal index groups|# normal indices|unsigned 1|int 4|"
+      "unsigned 1|# #boundary index groups|# boundary indices|unsigned 1|unsigned 2|int 5|int 6|"
+      "unsigned 1|# #vertex deformation groups|# vertex deformation|unsigned 0|"
+      "unsigned 1|# #vertex element groups|# vertex elements|unsigned 0|"
+      "# #property/value pairs|unsigned 2|string ab|string cde|string |string ");
+  expected.insert(expected.end(), groups.begin(), groups.end());
   EXPECT_EQ(recorded(*makePlot()), expected);
 }
 
@@ -316,15 +313,10 @@ TEST(PostDataObjectBlocks, BadParameterVectorsRaiseAndLeaveTheObjectAlone) {
   EXPECT_EQ(codeFor(good, 27, INT_MAX / 8 + 1), "Invalid_block_parameter");  // > one block
   EXPECT_EQ(codeFor(good, static_cast<int>(good.size()) - 1, -1),
             "Invalid_block_parameter");  // a property
-}
-
-// Consumers' error tables know these reports (and the refused version above) by their module and
-// line.
-TEST(PostDataObjectErrors, ReportsCarryTheirFixedModuleAndLine) {
-  using qvtest::raiseSite;
-  EXPECT_EQ(raiseSite([] { PostDataObject().initFromParameters(std::vector<int>(24, 1)); }),
+  // Consumers' error tables know these reports (and the refused version) by module and line.
+  EXPECT_EQ(qvtest::raiseSite([] { PostDataObject().initFromParameters(std::vector<int>(24, 1)); }),
             "datacarrier/postdataobject:1222 End_of_file_reached");
-  EXPECT_EQ(raiseSite([] { PostDataObject().initFromParameters(std::vector<int>(25, 0)); }),
+  EXPECT_EQ(qvtest::raiseSite([] { PostDataObject().initFromParameters(std::vector<int>(25, 0)); }),
             "datacarrier/postdataobject:1226 Incompatible_native_file_version");
 }
 

@@ -277,9 +277,6 @@ TEST(RenderDrawGeom2DSelection, DimensionIsCheckedBeforeAnyCandidate) {
     }
   }
   EXPECT_EQ(found, (Ints{42}));
-  std::vector<double> closest;
-  EXPECT_EQ(codeOf([&] { g.findClosestPoint(c, {0}, closest); }),
-            "findClosestPoint only implemented in 3D");
 }
 
 TEST(RenderDrawGeom2DRenderExport, PointsCurvesAndFacesShareMergedPositions) {
@@ -349,17 +346,16 @@ TEST(RenderDrawGeom2DSerialization, WriteSequenceAndRoundTrip) {
   // Snapping values that only survive a stream bit for bit.
   const double nan = std::numeric_limits<double>::quiet_NaN();
   g.setSnapCoord(std::vector<std::vector<double>>{{5e-324, 1.0 / 3}, {-0.0, nan}});
-  std::vector<std::string> expected{"string RenderDraw2D", "unsigned 0",     "# version",
-                                    "unsigned 0",          "# version",      "int 7",
-                                    "# object type",       "int 21",         "# unique identifier",
-                                    "string plate",        "# object label", "# ",
-                                    "# Bounding box"};
+  std::vector<std::string> expected = qvtest::seq(
+      "string RenderDraw2D|unsigned 0|# version|unsigned 0|# version|int 7|# object type|int 21|"
+      "# unique identifier|string plate|# object label|# |# Bounding box");
   const auto append = [&](const std::vector<std::string>& lines) {
     expected.insert(expected.end(), lines.begin(), lines.end());
   };
   append(written(g.getBoundingBox()));
-  append({"# ", "int 1", "# number of points", "int 8", "# number of curves", "int 2"});
-  append({"# number of faces", "# ", "# Points", "float 0.5", "float 0.5", "# ", "# ", "# Curves"});
+  append(
+      qvtest::seq("# |int 1|# number of points|int 8|# number of curves|int 2|"
+                  "# number of faces|# |# Points|float 0.5|float 0.5|# |# |# Curves"));
   for (int c = 0; c < 8; ++c)
     append(written(g.getCurve(c)));
   append({"# ", "# Faces"});
@@ -378,8 +374,9 @@ TEST(RenderDrawGeom2DSerialization, WriteSequenceAndRoundTrip) {
     append(written(*relation));
   }
   // The drawing object's snapping points, x and y side by side.
-  append({"# Number of snapping points", "int 2", "# ", "# Snapping coordinates"});
-  append({"double 5e-324", "double -0", "# ", "double 0.3333333333333333", "double nan", "# "});
+  append(
+      qvtest::seq("# Number of snapping points|int 2|# |# Snapping coordinates|double 5e-324|"
+                  "double -0|# |double 0.3333333333333333|double nan|# "));
   EXPECT_EQ(written(g), expected);
 
   EXPECT_EQ(g.getBndArea(2, {0}), 0.0);

@@ -23,12 +23,7 @@ using Map = std::vector<int>;
 
 namespace {
 
-Lines raw(const nkbase::Serializable& s) {
-  qvtest::RecordingOStream os;
-  nkbase::Prop prop;
-  s.serializeRaw(os, prop);
-  return os.lines;
-}
+const auto raw = qvtest::writtenRaw;
 
 // 2 faces, 3 curves and 5 points, with maps that are not the identity.
 RenderGeom2D mappedPlate() {
@@ -41,34 +36,26 @@ RenderGeom2D mappedPlate() {
   return g;
 }
 
-// The bytes of g as a version-0 stream: its version field set to 0 and its maps cut off.
-std::vector<char> asVersion0(const RenderGeom2D& g) {
+// The bytes of g as a version-0 stream: its version field set to 0 and its maps (`mapInts`
+// values of four bytes) cut off.
+template <typename G>
+std::vector<char> asVersion0(const G& g, std::size_t mapInts) {
   std::vector<char> bytes = qvtest::binaryOf(g);
-  const std::size_t id = 4 + RenderGeom2D::getStaticClassID().size();
-  const unsigned int zero = 0;
-  std::memcpy(bytes.data() + id, &zero, 4);
-  const std::size_t maps =
-      4 * (6 + g.getPointMap().size() + g.getEdgeMap().size() + g.getDomainMap().size());
-  bytes.resize(bytes.size() - maps);
+  std::memset(bytes.data() + 4 + G::getStaticClassID().size(), 0, 4);
+  bytes.resize(bytes.size() - 4 * mapInts);
   return bytes;
 }
 
 }  // namespace
 
-TEST(RenderGeomModel, TypesAndDeepCopies) {
+TEST(RenderGeomModel, TypesAndClone) {
   const RenderGeom1D g1(4);
   EXPECT_EQ(g1.getObjectType(), RenderDrawGeom::RENDER_GEOM_1D);
   EXPECT_EQ(RenderGeom2D(6).getObjectType(), RenderDrawGeom::RENDER_GEOM_2D);
   EXPECT_EQ(g1.getDataCarrierType(), IDataCarrier::DC_RENDER_GEOM);
   EXPECT_EQ(RenderGeom2D().getObjectType(), RenderDrawGeom::UNSET);
 
-  RenderGeom2D a = mappedPlate();
-  const nkboost::shared_ptr<RenderDrawGeom> c = a.clone();
-  RenderGeom2D b = a;
-  a.initPointMap(7)[0] = 6;
-  EXPECT_EQ(b.getPointMap(), (Map{0, 0, 1, 2, 2}));
-  EXPECT_EQ(b.getNumGeomPoint(), 3);
-  EXPECT_EQ(raw(*c), raw(mappedPlate()));
+  EXPECT_EQ(raw(*mappedPlate().clone()), raw(mappedPlate()));
 }
 
 TEST(RenderGeomMaps, InitSizesByRenderedEntitiesAndFillsTheIdentityWhenTheyAgree) {
@@ -122,8 +109,6 @@ TEST(RenderGeomMaps, OneDimensionalMapsAreAlwaysTheIdentity) {
   // The drawing writes the same block, then its snapping points; the map writes nothing more.
   EXPECT_EQ(Lines(lines.begin() + 3, lines.end()),
             Lines(drawing.begin() + 3, drawing.begin() + 3 + (lines.size() - 3)));
-  for (const RenderGeom1D& r : qvtest::streamCopies(g))
-    EXPECT_EQ(raw(r), lines);
   qvtest::expectEveryTruncationRaisesEndOfFile(g);
 }
 
@@ -145,7 +130,7 @@ TEST(RenderGeomSerialization, MapsAfterTheAttributeBlock) {
 
 TEST(RenderGeomSerialization, VersionZeroHasNoMapsAndLeavesThemAlone) {
   const RenderGeom2D g = mappedPlate();
-  const std::vector<char> bytes = asVersion0(g);
+  const std::vector<char> bytes = asVersion0(g, 6 + 5 + 3 + 2);  // counts, then the three maps
   RenderGeom2D fresh;
   BinaryISerialStream in(bytes);
   fresh.deserialize(in);
@@ -225,10 +210,7 @@ TEST(RenderGeom3DMaps, InitRuleOnEveryKindAndTheMapSequence) {
 TEST(RenderGeom3DMaps, VersionsAndTheCheckedCast) {
   // Version 0: the 3D block alone, maps left as they were.
   const RenderGeom3D m = mappedBlock();
-  std::vector<char> bytes = qvtest::binaryOf(m);
-  const unsigned int zero = 0;
-  std::memcpy(bytes.data() + 4 + RenderGeom3D::getStaticClassID().size(), &zero, 4);
-  bytes.resize(bytes.size() - 4 * (8 + 5 + 4 + 3 + 2));
+  const std::vector<char> bytes = asVersion0(m, 8 + 5 + 4 + 3 + 2);
   RenderGeom3D kept(3);
   kept.initPointMap(0);
   BinaryISerialStream in(bytes);
