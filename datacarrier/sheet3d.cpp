@@ -325,7 +325,7 @@ __m128 LineReach::slackFor(float magnitude) const {
 // for max), so a NaN offset drops out of lo and hi exactly as it would there.
 bool LineReach::mayPierce(const float* offsets, const int* corners, __m128 slack) {
   const auto pair = [offsets](int i) {
-    return _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(offsets + 2 * i)));
+    return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(offsets + 2 * i)));
   };
   const __m128 oa = pair(corners[0]);
   const __m128 ob = pair(corners[1]);

@@ -756,9 +756,9 @@ TEST(Sheet3DScans, SkippingNeverChangesAnAnswer) {
           ASSERT_EQ(std::memcmp(&hits[i].first, &tWant[i], sizeof(double)), 0);
           ASSERT_EQ(hits[i].second, static_cast<int>(i));
         }
-        ASSERT_EQ(
-            std::memcmp(normalsGot.data(), normalsWant.data(), normalsWant.size() * sizeof(double)),
-            0);
+        ASSERT_EQ(normalsGot.size(), normalsWant.size());
+        for (std::size_t i = 0; i < normalsWant.size(); ++i)
+          ASSERT_EQ(std::memcmp(&normalsGot[i], &normalsWant[i], sizeof(double)), 0);
         lineHits += !hits.empty();
 
         // A cylinder about the same line, of a radius from far below to about the grid's
@@ -802,8 +802,8 @@ TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
       const double a = centre + unit(rng) * spread;
       const double d = r * (1.0 + std::ldexp(unit(rng), -int(rng() % 40)));
       // Every fourth triangle lies just inside or outside the top of the slab.
-      const double z = i % 4 == 2 ? scale * (1.0 + std::ldexp(unit(rng), -int(rng() % 24)))
-                                  : unit(rng) * scale;
+      const double z =
+          i % 4 == 2 ? scale * (1.0 + std::ldexp(unit(rng), -int(rng() % 24))) : unit(rng) * scale;
       return V{float(d * std::cos(a)), float(d * std::sin(a)), float(z), 0, 0, 1};
     };
     // The line x = y = 0 passes beside the edge a-b by about gap times its length.

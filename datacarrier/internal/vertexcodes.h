@@ -24,7 +24,8 @@ inline __m128 loadXyz(const V& v) {
   if constexpr (sizeof(V) >= 4 * sizeof(float)) {
     return _mm_loadu_ps(&v.x);
   } else {
-    return _mm_movelh_ps(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(&v.x))),
+    // x and y by one unaligned 8-byte load, z by a 4-byte one.
+    return _mm_movelh_ps(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(&v.x))),
                          _mm_load_ss(&v.z));
   }
 }
