@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "datacarrier/internal/segmentmath.h"
+#include "datacarrier/internal/vertexcodes.h"
 #include "datacarrier/postdataobject.h"
 
 namespace nkdatacarrier {
@@ -40,6 +41,56 @@ bool Curve3D::boxMeetsCube(const std::vector<double>& centre, double halfSize) c
                                        centre[2] - halfSize, centre[2] + halfSize));
 }
 
+namespace {
+
+// Whether meets(a, b) holds for some segment, in order. Each vertex is coded once (code(v)
+// returns bits, a method of the coder); a segment whose two ends share a bit certainly misses
+// and is not tested.
+template <typename Coder, typename Meets>
+bool anySegment(const std::vector<Curve3D::Vertex>& v, Coder& coder, Meets meets) {
+  if (v.size() < 2) return false;
+  int previous = coder.code(v[0]);
+  for (std::size_t i = 1; i < v.size(); ++i) {
+    const int current = coder.code(v[i]);
+    if ((previous & current) == 0 && meets(v[i - 1], v[i])) return true;
+    previous = current;
+  }
+  return false;
+}
+
+// Side codes against a cube about a point, widened by 2e-6 of the coordinates' magnitude: taken
+// first from the guess (the stored box), while the vertices are measured as they are coded.
+class CubeCoder {
+ public:
+  CubeCoder(const double* centre, double reach, double magnitude)
+      : sides_(centre, reach + 2e-6 * std::max(magnitude, centreMagnitude(centre))) {}
+  int code(const Curve3D::Vertex& v) {
+    largest_ = _mm_max_ps(vertexcodes::absoluteXyz(v), largest_);
+    return sides_.code(v);
+  }
+  double measured() const { return vertexcodes::largestLane(largest_); }
+
+ private:
+  static double centreMagnitude(const double* c) {
+    return std::max(std::max(std::fabs(c[0]), std::fabs(c[1])), std::fabs(c[2]));
+  }
+  vertexcodes::SideLimits sides_;
+  __m128 largest_ = _mm_setzero_ps();
+};
+
+// Side codes against a fixed box.
+struct BoxCoder {
+  vertexcodes::SideLimits sides;
+  int code(const Curve3D::Vertex& v) const { return sides.code(v); }
+};
+
+// Codes nothing: every segment is tested.
+struct NoCoder {
+  int code(const Curve3D::Vertex&) const { return 0; }
+};
+
+}  // namespace
+
 // Deliberately, a valid curve without vertices is inside any ball, box or cylinder its stored
 // box meets, while it intersects none (fewer than two vertices make no segment).
 bool Curve3D::insideBall(const std::vector<double>& center, double radius) const {
@@ -60,13 +111,20 @@ bool Curve3D::intersectsBall(const std::vector<double>& center, double radius) c
   assert(center.size() >= 3);
   if (!valid_ || !boxMeetsCube(center, radius)) return false;
   const double r2 = radius * radius;
-  for (std::size_t i = 0; i + 1 < vertices_.size(); ++i) {
-    // Strict: a segment at exactly the radius does not intersect.
-    if (r2 > segmentmath::pointSegmentDistance2<3>(center.data(), vertices_[i], vertices_[i + 1])) {
-      return true;
-    }
-  }
-  return false;
+  // Strict: a segment at exactly the radius does not intersect.
+  const auto meets = [&](const Vertex& a, const Vertex& b) {
+    return r2 > segmentmath::pointSegmentDistance2<3>(center.data(), a, b);
+  };
+  // A segment whose ends both lie beyond one face of the cube about the ball, widened by 2e-6 of
+  // the coordinates' magnitude (far beyond the single-precision direction of the distance
+  // arithmetic), misses. Should the vertices turn out larger than the stored box said, the
+  // widening was too small and every segment is tested again.
+  const double guess = vertexcodes::boxMagnitude(box_);
+  CubeCoder coder(center.data(), std::fabs(radius) * (1.0 + 1e-6), guess);
+  if (anySegment(vertices_, coder, meets)) return true;
+  if (coder.measured() <= guess) return false;
+  NoCoder plain;
+  return anySegment(vertices_, plain, meets);
 }
 
 bool Curve3D::intersectsBox(const std::vector<double>& box) const {
@@ -75,10 +133,15 @@ bool Curve3D::intersectsBox(const std::vector<double>& box) const {
     return false;
   }
   const segmentmath::CenteredBox<3> query(box.data());
-  for (std::size_t i = 0; i + 1 < vertices_.size(); ++i) {
-    if (segmentmath::boxSegmentIntersect<3>(query, vertices_[i], vertices_[i + 1])) return true;
-  }
-  return false;
+  // A segment whose ends both lie beyond one face of the box misses it: the test's own first
+  // rejection, which the codes repeat with the faces moved out by far more than its rounding.
+  double reach[3];
+  for (int k = 0; k < 3; ++k)
+    reach[k] = query.half[k] + 1e-12 * (std::fabs(query.centre[k]) + std::fabs(query.half[k]));
+  BoxCoder coder{vertexcodes::SideLimits(query.centre, reach)};
+  return anySegment(vertices_, coder, [&](const Vertex& a, const Vertex& b) {
+    return segmentmath::boxSegmentIntersect<3>(query, a, b);
+  });
 }
 
 bool Curve3D::boxLineIntersect(const std::vector<double>& box, const Vertex& a, const Vertex& b) {
@@ -114,14 +177,23 @@ bool Curve3D::intersectsCylinder(const std::vector<double>& base, std::vector<do
   }
   const segmentmath::CylinderFrame frame(axis.data());
   const double r2 = radius * radius;
-  for (std::size_t i = 0; i + 1 < vertices_.size(); ++i) {
-    if (segmentmath::segmentMeetsCylinder(base.data(), frame.u, frame.v, frame.w, r2, top, bottom,
-                                          segmentmath::xyzOf(vertices_[i]),
-                                          segmentmath::xyzOf(vertices_[i + 1]))) {
-      return true;
-    }
-  }
-  return false;
+  const auto meets = [&](const Vertex& a, const Vertex& b) {
+    return segmentmath::segmentMeetsCylinder(base.data(), frame.u, frame.v, frame.w, r2, top,
+                                             bottom, segmentmath::xyzOf(a), segmentmath::xyzOf(b));
+  };
+  // Segments whose ends lie both above the slab, both below it, or both beyond one side of the
+  // radius in the cross-section miss. The codes' margins follow how far the vertices lie from
+  // the base: guessed from the stored box, and every segment is tested again when the vertices
+  // reach farther.
+  const vertexcodes::CylinderSides sides{
+      base.data(), frame.u, frame.v, frame.w, std::fabs(radius) * (1.0 + 0x1p-30),
+      top,         bottom,  false};
+  const double guess = vertexcodes::boxReach(box_, base.data());
+  vertexcodes::CylinderCoder coder(sides, guess);
+  if (anySegment(vertices_, coder, meets)) return true;
+  if (coder.measured() <= guess) return false;
+  NoCoder plain;
+  return anySegment(vertices_, plain, meets);
 }
 
 bool Curve3D::cylinderLineIntersect(const std::vector<double>& base, const nkvec::DVec3& e1,

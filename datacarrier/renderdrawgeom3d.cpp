@@ -5,6 +5,7 @@
 #include "datacarrier/internal/segmentmath.h"
 #include "datacarrier/internal/selection.h"
 #include "datacarrier/internal/serialio.h"
+#include "datacarrier/internal/sheetscan.h"
 #include "datacarrier/internal/trianglemath.h"
 
 #include <algorithm>
@@ -56,14 +57,10 @@ bool hitBefore(const std::pair<double, int>& x, const std::pair<double, int>& y)
   return x.second < y.second;
 }
 
-using trianglemath::rejectionSlack;
-
-// The least squared distance among the candidates of every kSampleStride-th triangle of the
-// valid sheets named (names out of range skipped), from the same arithmetic as the full search;
-// +infinity when none gives a number. No candidate nearer than the search's winner exists, so the
-// winner lies at this distance or nearer.
-constexpr int kSampleStride = 256;
-
+// The least squared distance among the candidates of every sheetscan::kSampleStride-th triangle
+// of the valid sheets named (names out of range skipped), from the same arithmetic as the full
+// search; +infinity when none gives a number. No candidate nearer than the search's winner
+// exists, so the winner lies at this distance or nearer.
 double sampledBound(const double* p, const std::vector<int>& candidateSheets,
                     const std::vector<Sheet3D>& sheets) {
   double scratch[3];
@@ -71,97 +68,10 @@ double sampledBound(const double* p, const std::vector<int>& candidateSheets,
   for (int k : candidateSheets) {
     if (k < 0 || k >= static_cast<int>(sheets.size())) continue;
     const Sheet3D& sheet = sheets[static_cast<std::size_t>(k)];
-    if (!sheet.isValid()) continue;
-    const int n = sheet.getNumberOfVertices();
-    const Sheet3D::Vertex* v = sheet.getVertexArray();
-    const int* tri = sheet.getTriangleArray();
-    for (int t = 0; t < sheet.getNumberOfTriangles(); t += kSampleStride) {
-      const int* corners = tri + 3 * static_cast<std::size_t>(t);
-      if (!trianglemath::indicesValid(corners, n)) continue;
-      trianglemath::closestOnTriangle(p, v[corners[0]], v[corners[1]], v[corners[2]], sample);
-    }
+    if (sheet.isValid()) sheetscan::sample(sheet, p, sample);
   }
   return sample.dist2;
 }
-
-// The line p0 + t (p1 - p0) for the rejection of triangles it cannot pierce. Seen along the
-// line, each corner lies at an offset from it in the two coordinates other than the line's
-// dominant one; a triangle whose corners all lie on one side of the line in one of them, by
-// more than a margin far beyond the 1e-5 band of the pierce test and the rounding of its
-// arithmetic, cannot be pierced.
-struct LineReach {
-  LineReach(const double* p0_, const double* p1) {
-    double d[3];
-    for (int k = 0; k < 3; ++k) {
-      p0[k] = p0_[k];
-      d[k] = p1[k] - p0_[k];
-    }
-    axis = 0;
-    for (int k = 1; k < 3; ++k) {
-      if (std::fabs(d[k]) > std::fabs(d[axis])) axis = k;
-    }
-    other[0] = axis == 0 ? 1 : 0;
-    other[1] = axis == 2 ? 1 : 2;
-    for (int k = 0; k < 2; ++k)
-      slope[k] = d[other[k]] / d[axis];
-    usable = d[axis] != 0.0 && std::isfinite(slope[0]) && std::isfinite(slope[1]) &&
-             std::isfinite(p0[0]) && std::isfinite(p0[1]) && std::isfinite(p0[2]);
-  }
-  // The offsets of every vertex from the line, two floats per vertex, computed once per sheet
-  // so that each triangle only compares its corners' offsets. Rounding them to floats costs at
-  // most a relative 1e-7 of their size, which the slack of mayPierce covers many times over.
-  // Per vertex: float((double(c[other[k]]) - p0[other[k]]) - along * slope[k]) with
-  // along = double(c[axis]) - p0[axis], both k in the two lanes of a vector.
-  void offsets(const Sheet3D::Vertex* v, int n, float* out) const {
-    if (axis == 0) offsetsAlong<0>(v, n, out);
-    if (axis == 1) offsetsAlong<1>(v, n, out);
-    if (axis == 2) offsetsAlong<2>(v, n, out);
-  }
-  template <int Axis>
-  void offsetsAlong(const Sheet3D::Vertex* v, int n, float* out) const {
-    constexpr int kFirst = Axis == 0 ? 1 : 0;
-    constexpr int kSecond = Axis == 2 ? 1 : 2;
-    const __m128d base = _mm_set_pd(p0[kSecond], p0[kFirst]);
-    const __m128d slopes = _mm_set_pd(slope[1], slope[0]);
-    for (int i = 0; i < n; ++i) {
-      const float* c = &v[i].x;
-      const __m128d along = _mm_set1_pd(double(c[Axis]) - p0[Axis]);
-      const __m128d across = _mm_set_pd(double(c[kSecond]), double(c[kFirst]));
-      const __m128d offset = _mm_sub_pd(_mm_sub_pd(across, base), _mm_mul_pd(along, slopes));
-      _mm_storel_pi(reinterpret_cast<__m64*>(out + 2 * static_cast<std::size_t>(i)),
-                    _mm_cvtpd_ps(offset));
-    }
-  }
-  // False only when all three corners lie on one side of the line, by more than a thousandth of
-  // their spread plus the slack, in one of the two offsets.
-  // Both offsets are handled at once in the two low lanes of a vector, with the same float
-  // operations per lane; _mm_min_ps(y, x) is (y < x ? y : x), which is std::min(x, y) (and
-  // likewise for max), so a NaN offset drops out of lo and hi exactly as it would there.
-  static bool mayPierce(const float* offsets, const int* corners, __m128 slack) {
-    const auto pair = [offsets](int i) {
-      return _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(offsets + 2 * i)));
-    };
-    const __m128 oa = pair(corners[0]);
-    const __m128 ob = pair(corners[1]);
-    const __m128 oc = pair(corners[2]);
-    const __m128 lo = _mm_min_ps(oc, _mm_min_ps(ob, oa));
-    const __m128 hi = _mm_max_ps(oc, _mm_max_ps(ob, oa));
-    const __m128 margin = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(1e-3f), _mm_sub_ps(hi, lo)), slack);
-    const __m128 negMargin = _mm_xor_ps(margin, _mm_set1_ps(-0.0f));
-    const __m128 apart = _mm_or_ps(_mm_cmpgt_ps(lo, margin), _mm_cmplt_ps(hi, negMargin));
-    return (_mm_movemask_ps(apart) & 3) == 0;
-  }
-  // The slack for offsets of a sheet whose coordinates have the magnitude of box: far above
-  // the rounding of the exact test and of the float offsets.
-  float slackFor(const double* p, const BoundingBox3D& box) const {
-    return float(rejectionSlack(p, box) * (1.0 + std::fabs(slope[0]) + std::fabs(slope[1])));
-  }
-  double p0[3];
-  double slope[2];
-  int axis;
-  int other[2];
-  bool usable;
-};
 
 // The side of sheet (number j) on which solid lies, for the volume: from the orientations of
 // the sheet-to-solid entries naming the solid when any carries +1 or -1; otherwise (the public
@@ -312,44 +222,16 @@ void RenderDrawGeom3D::findLineIntersections(const std::vector<double>& p0,
                                              const std::vector<double>& p1,
                                              std::vector<std::vector<double>>& result,
                                              std::vector<int>& sheets) const {
-  // Each sheet's hits as Sheet3D::findLineIntersections finds them, in the same order and from
-  // the same arithmetic, with the triangles whose box the line passes clear of skipped.
+  // Each sheet's hits as Sheet3D::findLineIntersections finds them, in sheet order.
   std::vector<std::pair<double, int>> hits;
   std::vector<double> normals;
   std::vector<int> owners;
   const trianglemath::LineQuery line(p0.data(), p1.data());
-  const LineReach reach(p0.data(), p1.data());
-  std::unique_ptr<float[]> offsets;  // filled before it is read: no zeroing
-  std::size_t offsetsSize = 0;
+  const sheetscan::LineReach reach(p0.data(), p1.data());
+  sheetscan::Scratch scratch;
   for (int k = 0; k < getNumberOfSheets(); ++k) {
-    const Sheet3D& sheet = sheets_[k];
-    if (!sheet.isValid()) continue;
-    const int n = sheet.getNumberOfVertices();
-    const Sheet3D::Vertex* v = sheet.getVertexArray();
-    const int* corners = sheet.getTriangleArray();
-    if (reach.usable) {
-      if (offsetsSize < 2 * static_cast<std::size_t>(n)) {
-        offsetsSize = 2 * static_cast<std::size_t>(n);
-        offsets.reset(new float[offsetsSize]);
-      }
-      reach.offsets(v, n, offsets.get());
-    }
-    const __m128 slack =
-        _mm_set1_ps(reach.usable ? reach.slackFor(p0.data(), sheet.getBoundingBox()) : 0.0f);
-    const int numTriangles = sheet.getNumberOfTriangles();
-    for (int t = 0; t < numTriangles; ++t, corners += 3) {
-      if (!trianglemath::indicesValid(corners, n)) continue;
-      if (reach.usable && !LineReach::mayPierce(offsets.get(), corners, slack)) continue;
-      const Sheet3D::Vertex& a = v[corners[0]];
-      const Sheet3D::Vertex& b = v[corners[1]];
-      const Sheet3D::Vertex& c = v[corners[2]];
-      trianglemath::LineHit hit;
-      if (!trianglemath::lineHitsTriangle(line, a, b, c, hit)) continue;
-      hits.emplace_back(hit.t, static_cast<int>(hits.size()));
-      double normal[3];
-      trianglemath::interpolatedNormal(a, b, c, hit.s, hit.u, normal);
-      normals.insert(normals.end(), normal, normal + 3);
-    }
+    if (!sheets_[k].isValid()) continue;
+    sheetscan::lineHits(sheets_[k], line, reach, scratch, hits, normals);
     owners.resize(hits.size(), k);
   }
   std::sort(hits.begin(), hits.end(), hitBefore);
@@ -378,46 +260,20 @@ int RenderDrawGeom3D::findClosestPoint(const std::vector<double>& point,
                                        std::vector<double>& closest) const {
   closest.assign(3, nkGetNaN());
   // Every candidate sheet searched as Sheet3D::findClosestPoint searches it (a negative stop
-  // distance: to the end), in the same order and with the same arithmetic, with the triangles
-  // skipped whose box lies farther than the best point so far: they could not have won.
+  // distance: to the end), in the same order and with the same arithmetic. The search keeps
+  // the first candidate of least distance, so a triangle whose candidates all lie farther than
+  // some candidate of any triangle can never win: a sparse sample over all candidate sheets,
+  // searched first, gives such a distance, with which the scans skip most triangles.
   trianglemath::ClosestSearch search{closest.data(), nkGetInf(), -1.0, false};
-  // The search keeps the first candidate of least distance, so a triangle whose candidates all
-  // lie farther than some candidate of any triangle can never win. A sparse sample of the
-  // triangles, searched first with the same arithmetic, gives such a distance early: the box
-  // rejection then works from the first triangle on instead of from wherever the best one lies.
   const double bound = sampledBound(point.data(), candidateSheets, sheets_);
-  std::vector<unsigned char> codes;
+  sheetscan::Scratch scratch;
   int best = -1;
   for (int k : candidateSheets) {
     if (k < 0 || k >= getNumberOfSheets()) DC_RAISE_AT(437, errors::kInvalidFaceNumber);
     const Sheet3D& sheet = sheets_[k];
     if (!sheet.isValid()) continue;
     search.found = false;
-    const int n = sheet.getNumberOfVertices();
-    const Sheet3D::Vertex* v = sheet.getVertexArray();
-    const int* corners = sheet.getTriangleArray();
-    const double slack = rejectionSlack(point.data(), sheet.getBoundingBox());
-    const trianglemath::ClosestBound lowerBound(point.data(), slack);
-    const int numTriangles = sheet.getNumberOfTriangles();
-    // With a bound known, a per-vertex side code rejects most triangles from one byte per
-    // corner, without touching their coordinates.
-    codes.resize(static_cast<std::size_t>(n));
-    const bool coded = numTriangles >= kSampleStride &&
-                       trianglemath::sideCodes(point.data(), bound, slack, v, n, codes.data());
-    for (int t = 0; t < numTriangles; ++t, corners += 3) {
-      if (!trianglemath::indicesValid(corners, n)) continue;
-      if (coded && (codes[static_cast<std::size_t>(corners[0])] &
-                    codes[static_cast<std::size_t>(corners[1])] &
-                    codes[static_cast<std::size_t>(corners[2])]) != 0) {
-        continue;
-      }
-      const Sheet3D::Vertex& a = v[corners[0]];
-      const Sheet3D::Vertex& b = v[corners[1]];
-      const Sheet3D::Vertex& c = v[corners[2]];
-      const double limit = search.dist2 < bound ? search.dist2 : bound;
-      if (lowerBound.below(a, b, c) > limit) continue;
-      trianglemath::closestOnTriangle(point.data(), a, b, c, search);
-    }
+    sheetscan::closest(sheet, point.data(), search, bound, scratch);
     if (search.found) best = k;
   }
   return best;

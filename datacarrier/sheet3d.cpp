@@ -7,7 +7,9 @@
 #include <cmath>
 
 #include "datacarrier/internal/segmentmath.h"
+#include "datacarrier/internal/sheetscan.h"
 #include "datacarrier/internal/trianglemath.h"
+#include "datacarrier/internal/vertexcodes.h"
 #include "datacarrier/postdataobject.h"
 #include "qvutil/nkmath.h"
 
@@ -92,11 +94,20 @@ bool Sheet3D::findClosestPoint(const std::vector<double>& p, std::vector<double>
                                double& dist2, double stopDist2) const {
   assert(p.size() >= 3 && closest.size() >= 3);
   if (!valid_ || triangles_.size() < 3) return false;
+  // A sparse sample of the triangles, searched first with the same arithmetic, gives a distance
+  // that the winner cannot exceed; triangles lying wholly beyond it are then skipped from the
+  // first one on. Only while the stop distance lies below it: a skipped triangle must never be
+  // the one whose candidate would have ended the search.
+  double bound = nkGetInf();
+  if (getNumberOfTriangles() >= 2 * sheetscan::kSampleStride) {
+    double scratch[3];
+    trianglemath::ClosestSearch sample{scratch, nkGetInf(), -1.0, false};
+    sheetscan::sample(*this, p.data(), sample);
+    if (stopDist2 < sample.dist2) bound = sample.dist2;
+  }
   trianglemath::ClosestSearch search{closest.data(), dist2, stopDist2, false};
-  const double* q = p.data();
-  anyTriangle(vertices_, triangles_, [&](const Vertex& a, const Vertex& b, const Vertex& c) {
-    return trianglemath::closestOnTriangle(q, a, b, c, search);
-  });
+  sheetscan::Scratch scratch;
+  sheetscan::closest(*this, p.data(), search, bound, scratch);
   dist2 = search.dist2;
   return search.found;
 }
@@ -170,9 +181,8 @@ bool Sheet3D::intersectsCylinder(const std::vector<double>& p, const std::vector
   }
   const segmentmath::CylinderFrame frame(axis.data());
   const trianglemath::CylinderQuery query(p.data(), frame.u, frame.v, frame.w, r, hMax, hMin);
-  return anyTriangle(vertices_, triangles_, [&](const Vertex& a, const Vertex& b, const Vertex& c) {
-    return trianglemath::cylinderMeetsTriangle(query, a, b, c);
-  });
+  sheetscan::Scratch scratch;
+  return sheetscan::meetsCylinder(*this, query, scratch);
 }
 
 bool Sheet3D::cylinderTriangleIntersect(const std::vector<double>& p, const nkvec::DVec3& u,
@@ -195,16 +205,9 @@ void Sheet3D::findLineIntersections(const std::vector<double>& p0, const std::ve
   assert(p0.size() >= 3 && p1.size() >= 3);
   if (!valid_) return;
   const trianglemath::LineQuery line(p0.data(), p1.data());
-  anyTriangle(vertices_, triangles_, [&](const Vertex& a, const Vertex& b, const Vertex& c) {
-    trianglemath::LineHit hit;
-    if (trianglemath::lineHitsTriangle(line, a, b, c, hit)) {
-      hits.emplace_back(hit.t, static_cast<int>(hits.size()));
-      double n[3];
-      trianglemath::interpolatedNormal(a, b, c, hit.s, hit.u, n);
-      normals.insert(normals.end(), n, n + 3);
-    }
-    return false;
-  });
+  const sheetscan::LineReach reach(p0.data(), p1.data());
+  sheetscan::Scratch scratch;
+  sheetscan::lineHits(*this, line, reach, scratch, hits, normals);
 }
 
 void Sheet3D::findPlaneIntersections(const Array<double, 1>& point, const Array<double, 1>& normal,
@@ -250,6 +253,219 @@ void Sheet3D::findPlaneIntersections(const Array<double, 1>& point, const Array<
     return false;
   });
 }
+
+// ---- scans shared with the 3D draw geometry ----
+
+namespace sheetscan {
+
+using trianglemath::indicesValid;
+
+// Fewest triangles for which a pass over the vertices pays off.
+constexpr int kCodedMinimum = 64;
+// One vertex in so many shows whether side codes would pay off.
+constexpr int kVertexSampleStride = 32;
+
+LineReach::LineReach(const double* p0_, const double* p1) {
+  double d[3];
+  for (int k = 0; k < 3; ++k) {
+    p0[k] = p0_[k];
+    d[k] = p1[k] - p0_[k];
+  }
+  axis = 0;
+  for (int k = 1; k < 3; ++k) {
+    if (std::fabs(d[k]) > std::fabs(d[axis])) axis = k;
+  }
+  const int first = axis == 0 ? 1 : 0;
+  const int second = axis == 2 ? 1 : 2;
+  slope[0] = d[first] / d[axis];
+  slope[1] = d[second] / d[axis];
+  usable = d[axis] != 0.0 && std::isfinite(slope[0]) && std::isfinite(slope[1]) &&
+           std::isfinite(p0[0]) && std::isfinite(p0[1]) && std::isfinite(p0[2]);
+}
+
+namespace {
+
+// Per vertex: float((double(c[first]) - p0[first]) - along * slope[0]) and the same for second,
+// with along = double(c[Axis]) - p0[Axis], both in the two lanes of a vector. Rounding them to
+// floats costs at most a relative 1e-7 of their size, which the slack covers many times over.
+template <int Axis>
+float offsetsAlong(const LineReach& line, const Sheet3D::Vertex* v, int n, float* out) {
+  constexpr int kFirst = Axis == 0 ? 1 : 0;
+  constexpr int kSecond = Axis == 2 ? 1 : 2;
+  const __m128d base = _mm_set_pd(line.p0[kSecond], line.p0[kFirst]);
+  const __m128d slopes = _mm_set_pd(line.slope[1], line.slope[0]);
+  __m128 magnitude = _mm_setzero_ps();
+  for (int i = 0; i < n; ++i) {
+    const float* c = &v[i].x;
+    const __m128d along = _mm_set1_pd(double(c[Axis]) - line.p0[Axis]);
+    const __m128d across = _mm_set_pd(double(c[kSecond]), double(c[kFirst]));
+    const __m128d offset = _mm_sub_pd(_mm_sub_pd(across, base), _mm_mul_pd(along, slopes));
+    _mm_storel_pi(reinterpret_cast<__m64*>(out + 2 * static_cast<std::size_t>(i)),
+                  _mm_cvtpd_ps(offset));
+    magnitude = _mm_max_ps(vertexcodes::absoluteXyz(v[i]), magnitude);
+  }
+  return vertexcodes::largestLane(magnitude);
+}
+
+}  // namespace
+
+float LineReach::offsets(const Sheet3D::Vertex* v, int n, float* out) const {
+  if (axis == 0) return offsetsAlong<0>(*this, v, n, out);
+  if (axis == 1) return offsetsAlong<1>(*this, v, n, out);
+  return offsetsAlong<2>(*this, v, n, out);
+}
+
+__m128 LineReach::slackFor(float magnitude) const {
+  return _mm_set1_ps(float(trianglemath::rejectionSlack(p0, magnitude) *
+                           (1.0 + std::fabs(slope[0]) + std::fabs(slope[1]))));
+}
+
+// Both offsets are handled at once in the two low lanes of a vector, with the same float
+// operations per lane; _mm_min_ps(y, x) is (y < x ? y : x), which is std::min(x, y) (and likewise
+// for max), so a NaN offset drops out of lo and hi exactly as it would there.
+bool LineReach::mayPierce(const float* offsets, const int* corners, __m128 slack) {
+  const auto pair = [offsets](int i) {
+    return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(offsets + 2 * i)));
+  };
+  const __m128 oa = pair(corners[0]);
+  const __m128 ob = pair(corners[1]);
+  const __m128 oc = pair(corners[2]);
+  const __m128 lo = _mm_min_ps(oc, _mm_min_ps(ob, oa));
+  const __m128 hi = _mm_max_ps(oc, _mm_max_ps(ob, oa));
+  const __m128 margin = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(1e-3f), _mm_sub_ps(hi, lo)), slack);
+  const __m128 negMargin = _mm_xor_ps(margin, _mm_set1_ps(-0.0f));
+  const __m128 apart = _mm_or_ps(_mm_cmpgt_ps(lo, margin), _mm_cmplt_ps(hi, negMargin));
+  return (_mm_movemask_ps(apart) & 3) == 0;
+}
+
+void lineHits(const Sheet3D& sheet, const trianglemath::LineQuery& line, const LineReach& reach,
+              Scratch& scratch, std::vector<std::pair<double, int>>& hits,
+              std::vector<double>& normals) {
+  const int n = sheet.getNumberOfVertices();
+  const Sheet3D::Vertex* v = sheet.getVertexArray();
+  const int* corners = sheet.getTriangleArray();
+  const int numTriangles = sheet.getNumberOfTriangles();
+  const bool skipping = reach.usable && numTriangles >= kCodedMinimum;
+  float* offsets = nullptr;
+  __m128 slack = _mm_setzero_ps();
+  if (skipping) {
+    offsets = scratch.floats(2 * static_cast<std::size_t>(n));
+    slack = reach.slackFor(reach.offsets(v, n, offsets));
+  }
+  for (int t = 0; t < numTriangles; ++t, corners += 3) {
+    if (!indicesValid(corners, n)) continue;
+    if (skipping && !LineReach::mayPierce(offsets, corners, slack)) continue;
+    const Sheet3D::Vertex& a = v[corners[0]];
+    const Sheet3D::Vertex& b = v[corners[1]];
+    const Sheet3D::Vertex& c = v[corners[2]];
+    trianglemath::LineHit hit;
+    if (!trianglemath::lineHitsTriangle(line, a, b, c, hit)) continue;
+    hits.emplace_back(hit.t, static_cast<int>(hits.size()));
+    double normal[3];
+    trianglemath::interpolatedNormal(a, b, c, hit.s, hit.u, normal);
+    normals.insert(normals.end(), normal, normal + 3);
+  }
+}
+
+void sample(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch& search) {
+  const int n = sheet.getNumberOfVertices();
+  const Sheet3D::Vertex* v = sheet.getVertexArray();
+  const int* tri = sheet.getTriangleArray();
+  for (int t = 0; t < sheet.getNumberOfTriangles(); t += kSampleStride) {
+    const int* corners = tri + 3 * static_cast<std::size_t>(t);
+    if (!indicesValid(corners, n)) continue;
+    trianglemath::closestOnTriangle(p, v[corners[0]], v[corners[1]], v[corners[2]], search);
+  }
+}
+
+bool closest(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch& search,
+             double bound, Scratch& scratch) {
+  const int n = sheet.getNumberOfVertices();
+  const Sheet3D::Vertex* v = sheet.getVertexArray();
+  const int* corners = sheet.getTriangleArray();
+  const int numTriangles = sheet.getNumberOfTriangles();
+  // The search's own distance so far bounds the winner as well.
+  if (search.dist2 < bound) bound = search.dist2;
+  // With a bound known, a per-vertex side code rejects many triangles from one byte per corner,
+  // without touching their coordinates; unless a sample of the vertices shows that few would be
+  // flagged (a point about as far from every part of the sheet). The codes are first made with
+  // the slack that the stored box suggests; should the vertices turn out larger, they are made
+  // again. Without codes, the vertices are only measured.
+  const unsigned char* codes = nullptr;
+  double slack = trianglemath::rejectionSlack(p, vertexcodes::boxMagnitude(sheet.getBoundingBox()));
+  bool measured = false;
+  if (numTriangles >= kCodedMinimum && bound < nkGetInf()) {
+    const vertexcodes::SideLimits sides(p, trianglemath::closestReach(bound, slack));
+    int sampled = 0, flagged = 0;
+    for (int i = 0; i < n; i += kVertexSampleStride, ++sampled)
+      flagged += sides.code(v[i]) != 0;
+    if (4 * flagged >= sampled) {
+      unsigned char* out = scratch.bytes(static_cast<std::size_t>(n));
+      const double actual =
+          trianglemath::rejectionSlack(p, vertexcodes::sideCodes(sides, v, n, out));
+      if (actual > slack) {
+        slack = actual;
+        vertexcodes::sideCodes(vertexcodes::SideLimits(p, trianglemath::closestReach(bound, slack)),
+                               v, n, out);
+      }
+      codes = out;
+      measured = true;
+    }
+  }
+  if (!measured) slack = trianglemath::rejectionSlack(p, vertexcodes::magnitudeOf(v, n));
+  // The survivors meet the corners' box, then the triangle's plane, then the test.
+  trianglemath::ClosestBound lowerBound(p, slack);
+  double limit = search.dist2 < bound ? search.dist2 : bound;
+  lowerBound.setLimit(limit);
+  double reach2 = trianglemath::planeReach2(limit, slack);
+  for (int t = 0; t < numTriangles; ++t, corners += 3) {
+    if (!indicesValid(corners, n)) continue;
+    if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
+    const Sheet3D::Vertex& a = v[corners[0]];
+    const Sheet3D::Vertex& b = v[corners[1]];
+    const Sheet3D::Vertex& c = v[corners[2]];
+    if (lowerBound.exceeds(a, b, c)) continue;
+    if (trianglemath::beyondPlane(p, a, b, c, reach2)) continue;
+    if (trianglemath::closestOnTriangle(p, a, b, c, search)) return true;
+    if (search.dist2 < limit) {
+      limit = search.dist2;
+      lowerBound.setLimit(limit);
+      reach2 = trianglemath::planeReach2(limit, slack);
+    }
+  }
+  return false;
+}
+
+bool meetsCylinder(const Sheet3D& sheet, const trianglemath::CylinderQuery& cylinder,
+                   Scratch& scratch) {
+  const int n = sheet.getNumberOfVertices();
+  const Sheet3D::Vertex* v = sheet.getVertexArray();
+  const int* corners = sheet.getTriangleArray();
+  const int numTriangles = sheet.getNumberOfTriangles();
+  // Per-vertex codes first (made again should the vertices reach farther than the stored box
+  // suggests); three corners sharing a bit certainly miss.
+  const unsigned char* codes = nullptr;
+  if (numTriangles >= kCodedMinimum) {
+    unsigned char* out = scratch.bytes(static_cast<std::size_t>(n));
+    const vertexcodes::CylinderSides sides{cylinder.p,     cylinder.u,    cylinder.v,    cylinder.w,
+                                           cylinder.clear, cylinder.hMax, cylinder.hMin, true};
+    const double guess = vertexcodes::boxReach(sheet.getBoundingBox(), cylinder.p);
+    const double measured = vertexcodes::cylinderCodes(sides, guess, v, n, out);
+    if (!(measured <= guess)) vertexcodes::cylinderCodes(sides, measured, v, n, out);
+    codes = out;
+  }
+  for (int t = 0; t < numTriangles; ++t, corners += 3) {
+    if (!indicesValid(corners, n)) continue;
+    if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
+    if (trianglemath::cylinderMeetsTriangle(cylinder, v[corners[0]], v[corners[1]],
+                                            v[corners[2]])) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace sheetscan
 
 // ---- serialization ----
 

@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
+#include <random>
+
+#include "datacarrier/internal/segmentmath.h"
 
 #include "datacarrier/postdataobject.h"
 #define QVTEST_REFUSE_HUGE_ALLOCATIONS
@@ -304,4 +308,91 @@ TEST(Curve3DSerialization, RefusesUnknownVersionsBadCountsAndTruncation) {
   bytes[bytes.size() - 3 * 12 - 1] = 0x7f;  // the count's high byte, before three vertices
   BinaryISerialStream is(bytes);
   EXPECT_EQ(qvtest::codeOf([&] { c.deserialize(is); }), "End_of_file_reached");
+}
+
+TEST(Curve3DSkipping, SegmentsRuledOutByTheirEndsNeverChangeAnAnswer) {
+  // Curves whose single meeting segment (if any) lies within rounding of the shape's edge,
+  // among segments far off, at many scales and offsets, some with a NaN or infinite vertex or a
+  // stored box that understates the vertices: the ball, box and cylinder tests must agree with
+  // testing every segment.
+  namespace sm = nkdatacarrier::segmentmath;
+  std::mt19937 rng(3);
+  std::uniform_real_distribution<double> unit(-1.0, 1.0);
+  int hits[3] = {0, 0, 0};
+  for (int i = 0; i < 30000; ++i) {
+    const double scale = std::ldexp(1.0, static_cast<int>(rng() % 60) - 30);
+    const double shift = (i % 3 ? 0.0 : 1e3) * scale * unit(rng);
+    const double c[3] = {shift, shift, shift};
+    const double r = scale * (0.5 + 0.5 * std::fabs(unit(rng)));
+    // Two ends close to the shape's edge: about r from the centre (ball, cylinder) or on the
+    // box's face x = shift + r, near one axis so that the codes of both ends may agree.
+    const double angle =
+        (rng() % 4) * 1.5707963267948966 + unit(rng) * std::ldexp(1.0, -int(8 + rng() % 30));
+    const double side = i / 2 % 2 ? 1.0 : -1.0;  // both ends just outside, or just inside
+    auto nearEdge = [&] {
+      const double a = angle + unit(rng) * std::ldexp(1.0, -int(8 + rng() % 30));
+      const double d = r * (1.0 + side * std::ldexp(std::fabs(unit(rng)), -int(rng() % 40)));
+      return V{float(shift + d * std::cos(a)), float(shift + d * std::sin(a)),
+               float(shift + 0.5 * r * unit(rng))};
+    };
+    std::vector<V> points;
+    for (int k = 0; k < 40; ++k)  // far off, on the far side of no face
+      points.push_back({float(shift + 3 * scale * (k % 2 ? 1 : -1)), float(shift + 3 * scale),
+                        float(shift - 3 * scale * (k % 3))});
+    points.push_back(nearEdge());
+    points.push_back(nearEdge());
+    if (i % 17 == 0) points[5].y = std::nanf("");
+    if (i % 19 == 0) points[7].z = HUGE_VALF;
+    // The stored box: the vertices' own (NaN skipped), or all 0 (understating them).
+    float lo[3] = {HUGE_VALF, HUGE_VALF, HUGE_VALF}, hi[3] = {-HUGE_VALF, -HUGE_VALF, -HUGE_VALF};
+    for (const V& p : points) {
+      const float xyz[3] = {p.x, p.y, p.z};
+      for (int k = 0; k < 3; ++k) {
+        lo[k] = std::min(lo[k], xyz[k]);
+        hi[k] = std::max(hi[k], xyz[k]);
+      }
+    }
+    const BoundingBox3D box = i % 5 == 0 ? BoundingBox3D(0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f)
+                                         : BoundingBox3D(lo[0], hi[0], lo[1], hi[1], lo[2], hi[2]);
+    const Curve3D curve = makeCurve(points, box);
+    const std::vector<double> centre(c, c + 3);
+    const auto plain = [&](auto meets) {
+      for (std::size_t k = 0; k + 1 < points.size(); ++k)
+        if (meets(points[k], points[k + 1])) return true;
+      return false;
+    };
+    // Ball.
+    const bool ball = plain(
+        [&](const V& a, const V& b) { return r * r > sm::pointSegmentDistance2<3>(c, a, b); });
+    // Each test first compares the stored box with a box about the shape.
+    const auto near = [&](double h) {
+      return box.intersects(
+          BoundingBox3D(c[0] - h, c[0] + h, c[1] - h, c[1] + h, c[2] - h, c[2] + h));
+    };
+    ASSERT_EQ(curve.intersectsBall(centre, r), near(r) && ball) << i;
+    hits[0] += ball;
+    // Box: a cube of half size r about the centre.
+    const std::vector<double> cube = {c[0] - r, c[0] + r, c[1] - r, c[1] + r, c[2] - r, c[2] + r};
+    const sm::CenteredBox<3> query(cube.data());
+    const bool inBox =
+        plain([&](const V& a, const V& b) { return sm::boxSegmentIntersect<3>(query, a, b); });
+    ASSERT_EQ(curve.intersectsBox(cube), near(r) && inBox) << i;
+    hits[1] += inBox;
+    // Cylinder about the z axis through the centre, its slab ending near the ends.
+    const double w[3] = {0, 0, 1};
+    const sm::CylinderFrame frame(w);
+    const double top = 0.5 * r * unit(rng), bottom = top - r * (i % 2 ? 0.3 : 4.0);
+    const bool cylinder = plain([&](const V& a, const V& b) {
+      return sm::segmentMeetsCylinder(c, frame.u, frame.v, frame.w, r * r, top, bottom,
+                                      sm::xyzOf(a), sm::xyzOf(b));
+    });
+    ASSERT_EQ(curve.intersectsCylinder(centre, {0, 0, 1}, r, top, bottom),
+              near(sm::cylinderReach(r, top, bottom)) && cylinder)
+        << i;
+    hits[2] += cylinder;
+  }
+  for (int h : hits) {  // both answers occur often
+    EXPECT_GT(h, 3000);
+    EXPECT_LT(h, 27000);
+  }
 }

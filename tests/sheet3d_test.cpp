@@ -626,3 +626,229 @@ TEST(Sheet3DCylinder, QuickRejectionNeverChangesTheAnswer) {
   EXPECT_GT(hits, 1000);  // both answers occur often
   EXPECT_LT(hits, 199000);
 }
+
+// ---- skipping in the whole-sheet loops ----
+
+namespace {
+
+// Calls test(a, b, c) on every triangle of the sheet in order until it returns true: the plain
+// loop that the sheet's own queries, which skip triangles, must agree with.
+template <typename Test>
+bool plainLoop(const Sheet3D& s, Test test) {
+  const V* v = s.getVertexArray();
+  const int* t = s.getTriangleArray();
+  for (int i = 0; i < s.getNumberOfTriangles(); ++i, t += 3) {
+    if (!nkdatacarrier::trianglemath::indicesValid(t, s.getNumberOfVertices())) continue;
+    if (test(v[t[0]], v[t[1]], v[t[2]])) return true;
+  }
+  return false;
+}
+
+// A wavy grid of 2 x 30 x 30 triangles of the given scale about shift. Variant 1 has a NaN
+// corner, variant 2 an infinite one, variant 3 a stored box that understates the vertices.
+Sheet3D wavyGrid(double scale, double shift, int variant) {
+  constexpr int kGrid = 31;
+  std::vector<V> vertices;
+  std::vector<Tri> triangles;
+  for (int i = 0; i < kGrid; ++i) {
+    for (int j = 0; j < kGrid; ++j) {
+      const double z = shift + 0.3 * scale * std::sin(0.7 * i + 1.3 * j);
+      vertices.push_back({float(shift + scale * i), float(shift + scale * j), float(z),
+                          float(std::sin(i)), float(std::cos(j)), 1.f});
+    }
+  }
+  if (variant == 1) vertices[100].y = std::nanf("");
+  if (variant == 2) vertices[200].z = HUGE_VALF;
+  for (int i = 0; i + 1 < kGrid; ++i) {
+    for (int j = 0; j + 1 < kGrid; ++j) {
+      const int a = i * kGrid + j;
+      triangles.push_back({a, a + kGrid, a + kGrid + 1});
+      triangles.push_back({a, a + kGrid + 1, a + 1});
+    }
+  }
+  const float lo = float(shift - scale), hi = float(shift + scale * (kGrid + 1));
+  const BoundingBox3D box = variant == 3 ? BoundingBox3D(0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f)
+                                         : BoundingBox3D(lo, hi, lo, hi, lo, hi);
+  return makeSheet(vertices, triangles, box);
+}
+
+}  // namespace
+
+TEST(Sheet3DScans, SkippingNeverChangesAnAnswer) {
+  // Queries on and just beside vertices, edges and faces, far away and from the origin, at
+  // many scales, with stop distances below, at and above the answer: the closest point, the
+  // line's hits and the cylinder test must agree bit for bit with testing every triangle.
+  namespace tm = nkdatacarrier::trianglemath;
+  const double kInf = nkGetInf();
+  std::mt19937 rng(5);
+  std::uniform_real_distribution<double> unit(-1.0, 1.0);
+  int lineHits = 0, cylinderHits = 0, stops = 0;
+  for (double scale : {1e-6, 1e-2, 1.0, 3e3, 1e7}) {
+    for (int variant = 0; variant < 4; ++variant) {
+      const double shift = (variant % 2 ? 1e3 : 0.1) * scale * unit(rng);
+      const Sheet3D s = wavyGrid(scale, shift, variant);
+      const V* vs = s.getVertexArray();
+      for (int q = 0; q < 150; ++q) {
+        const V& v = vs[rng() % 961];
+        const V& w = vs[rng() % 961];
+        const double f = q % 3 == 0 ? 1.0 : 0.5 + 0.5 * unit(rng);
+        const double off = scale * std::pow(10.0, -9.0 + 10.0 * (0.5 + 0.5 * unit(rng)));
+        std::vector<double> p = {f * v.x + (1 - f) * w.x + off * unit(rng),
+                                 f * v.y + (1 - f) * w.y + off * unit(rng),
+                                 f * v.z + (1 - f) * w.z + off * unit(rng)};
+        if (q % 40 == 0) p = {shift + 1e4 * scale * unit(rng), shift, shift};
+        if (q % 40 == 1) p = {0.0, 0.0, 0.0};
+
+        // Closest point: to the end, then stopping at a distance below or above the answer.
+        std::vector<double> want(3), got(3);
+        double whole = kInf;
+        plainLoop(s, [&](const V& a, const V& b, const V& c) {
+          tm::ClosestSearch search{want.data(), whole, -1.0, false};
+          tm::closestOnTriangle(p.data(), a, b, c, search);
+          whole = search.dist2;
+          return false;
+        });
+        for (double stop : {-1.0, 0.5 * whole, whole, 4.0 * whole + scale * scale}) {
+          const double start = q % 7 == 0 ? 9.0 * whole : kInf;
+          double d2Want = start, d2Got = start;
+          bool stopped = false;
+          got = want;
+          const bool foundWant =
+              plainLoop(s,
+                        [&](const V& a, const V& b, const V& c) {
+                          tm::ClosestSearch search{want.data(), d2Want, stop, false};
+                          stopped = tm::closestOnTriangle(p.data(), a, b, c, search);
+                          d2Want = search.dist2;
+                          return stopped;
+                        }) ||
+              d2Want < start;
+          stops += stopped;
+          ASSERT_EQ(s.findClosestPoint(p, got, d2Got, stop), foundWant) << scale << " " << q;
+          ASSERT_EQ(std::memcmp(&d2Got, &d2Want, sizeof(double)), 0) << scale << " " << q;
+          ASSERT_EQ(std::memcmp(got.data(), want.data(), 3 * sizeof(double)), 0);
+        }
+
+        // A line through p in a random direction (sometimes along z, sometimes very long).
+        std::vector<double> dir = {unit(rng), unit(rng), unit(rng)};
+        if (q % 5 == 0) dir = {0.0, 0.0, 1.0};
+        const double len = scale * (q % 7 == 0 ? 1e4 : 3.0);
+        const std::vector<double> p0 = {p[0] - len * dir[0], p[1] - len * dir[1],
+                                        p[2] - len * dir[2]};
+        const std::vector<double> p1 = {p[0] + len * dir[0], p[1] + len * dir[1],
+                                        p[2] + len * dir[2]};
+        std::vector<double> normalsWant, normalsGot;
+        std::vector<double> tWant;
+        const tm::LineQuery line(p0.data(), p1.data());
+        plainLoop(s, [&](const V& a, const V& b, const V& c) {
+          tm::LineHit hit;
+          if (tm::lineHitsTriangle(line, a, b, c, hit)) {
+            tWant.push_back(hit.t);
+            double n[3];
+            tm::interpolatedNormal(a, b, c, hit.s, hit.u, n);
+            normalsWant.insert(normalsWant.end(), n, n + 3);
+          }
+          return false;
+        });
+        std::vector<std::pair<double, int>> hits;
+        s.findLineIntersections(p0, p1, hits, normalsGot);
+        ASSERT_EQ(hits.size(), tWant.size()) << scale << " " << q;
+        for (std::size_t i = 0; i < hits.size(); ++i) {
+          ASSERT_EQ(std::memcmp(&hits[i].first, &tWant[i], sizeof(double)), 0);
+          ASSERT_EQ(hits[i].second, static_cast<int>(i));
+        }
+        ASSERT_EQ(normalsGot.size(), normalsWant.size());
+        for (std::size_t i = 0; i < normalsWant.size(); ++i)
+          ASSERT_EQ(std::memcmp(&normalsGot[i], &normalsWant[i], sizeof(double)), 0);
+        lineHits += !hits.empty();
+
+        // A cylinder about the same line, of a radius from far below to about the grid's
+        // spacing, its slab ending near p.
+        const double r = scale * std::pow(10.0, -6.0 + 6.5 * (0.5 + 0.5 * unit(rng)));
+        const double hMax = scale * unit(rng), hMin = hMax - scale * (q % 3 ? 2.0 : 40.0);
+        const nkdatacarrier::segmentmath::CylinderFrame frame(dir.data());
+        const tm::CylinderQuery cylinder(p.data(), frame.u, frame.v, frame.w, r, hMax, hMin);
+        const bool meets = plainLoop(s, [&](const V& a, const V& b, const V& c) {
+          return tm::cylinderMeetsTriangle(cylinder, a, b, c);
+        });
+        // The sheet first compares its stored box with the cube around the cylinder.
+        const double reach = nkdatacarrier::segmentmath::cylinderReach(r, hMax, hMin);
+        const bool near = s.getBoundingBox().intersects(BoundingBox3D(
+            p[0] - reach, p[0] + reach, p[1] - reach, p[1] + reach, p[2] - reach, p[2] + reach));
+        ASSERT_EQ(s.intersectsCylinder(p, dir, r, hMax, hMin), near && meets) << scale << q;
+        cylinderHits += near && meets;
+      }
+    }
+  }
+  // Every kind of answer occurs often.
+  EXPECT_GT(lineHits, 500);
+  EXPECT_GT(cylinderHits, 500);
+  EXPECT_GT(stops, 300);
+}
+
+TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
+  // Sheets of 63 triangles far from the query and one lying within rounding of the answer's
+  // edge: just beside the circle of a cylinder, or with an edge just beside a line within the
+  // tolerance band. The sheet's answer must be that triangle's own.
+  namespace tm = nkdatacarrier::trianglemath;
+  std::mt19937 rng(99);
+  std::uniform_real_distribution<double> unit(-1.0, 1.0);
+  int meets = 0, pierced = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const double scale = std::ldexp(1.0, static_cast<int>(rng() % 60) - 30);
+    const double r = scale * (0.5 + 0.5 * std::fabs(unit(rng)));
+    const double centre = (rng() % 4) * 1.5707963267948966;
+    const double spread = (i % 4 == 3) ? 3.2 : std::ldexp(1.0, -int(rng() % 30));
+    auto nearCircle = [&] {
+      const double a = centre + unit(rng) * spread;
+      const double d = r * (1.0 + std::ldexp(unit(rng), -int(rng() % 40)));
+      // Every fourth triangle lies just inside or outside the top of the slab.
+      const double z =
+          i % 4 == 2 ? scale * (1.0 + std::ldexp(unit(rng), -int(rng() % 24))) : unit(rng) * scale;
+      return V{float(d * std::cos(a)), float(d * std::sin(a)), float(z), 0, 0, 1};
+    };
+    // The line x = y = 0 passes beside the edge a-b by about gap times its length.
+    const double gap = std::ldexp(unit(rng), -int(rng() % 30)) * 1e-5 + (i % 3 ? 1e-5 : 0.0);
+    const double turn = centre + unit(rng) * spread, tilt = 0.3 * unit(rng);
+    auto rotated = [&](double x, double y, double z) {
+      const double xr = x * std::cos(turn) - y * std::sin(turn);
+      const double yr = x * std::sin(turn) + y * std::cos(turn);
+      return V{float(xr), float(yr + tilt * z), float(z), 0, 0, 1};
+    };
+    const bool cylinderCase = i % 2 == 0;
+    std::vector<V> vertices;
+    if (cylinderCase) {
+      vertices = {nearCircle(), nearCircle(), nearCircle()};
+    } else {
+      vertices = {rotated(-gap * scale, -scale, scale * unit(rng)),
+                  rotated(-gap * scale, scale, scale * unit(rng)),
+                  rotated(-scale, scale * unit(rng), scale * unit(rng))};
+    }
+    std::vector<Tri> triangles(63, Tri{3, 4, 5});
+    triangles.push_back({0, 1, 2});
+    for (double x : {3.0, 3.3, 3.0})
+      vertices.push_back({float(x * scale), float((x - 3.0) * scale), 0.f, 0, 0, 1});
+    const Sheet3D s = makeSheet(vertices, triangles, kWide);
+    if (cylinderCase) {
+      const double p[3] = {0, 0, 0}, u[3] = {1, 0, 0}, v[3] = {0, 1, 0}, w[3] = {0, 0, 1};
+      const tm::CylinderQuery cylinder(p, u, v, w, r, scale, -scale);
+      const bool want = tm::cylinderMeetsTriangle(cylinder, vertices[0], vertices[1], vertices[2]);
+      ASSERT_EQ(s.intersectsCylinder({0, 0, 0}, {0, 0, 1}, r, scale, -scale), want) << i;
+      meets += want;
+    } else {
+      const double p0[3] = {0, 0, -scale}, p1[3] = {0, 0, scale};
+      tm::LineHit hit;
+      const bool want =
+          tm::lineHitsTriangle(tm::LineQuery(p0, p1), vertices[0], vertices[1], vertices[2], hit);
+      std::vector<std::pair<double, int>> hits;
+      std::vector<double> normals;
+      s.findLineIntersections({0, 0, -scale}, {0, 0, scale}, hits, normals);
+      ASSERT_EQ(hits.size(), want ? 1u : 0u) << i;
+      pierced += want;
+    }
+  }
+  // Both answers occur often for both queries.
+  EXPECT_GT(meets, 1000);
+  EXPECT_LT(meets, 9000);
+  EXPECT_GT(pierced, 1000);
+  EXPECT_LT(pierced, 9000);
+}

@@ -13,8 +13,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "datacarrier/internal/segmentmath.h"
+#include "datacarrier/internal/vertexcodes.h"
 #include "datacarrier/sheet3d.h"
 
 namespace nkdatacarrier {
@@ -201,84 +203,92 @@ inline bool closestOnTriangle(const double* p, const Vertex& a, const Vertex& b,
 }
 
 // The slack of the closest-point rejection: far above the rounding of the exact arithmetic on
-// coordinates of the magnitude of p and of the sheet's box, so that a rejected triangle could
-// never have offered a winner. The candidates are built from edge vectors rounded to single
-// precision, so they may leave the corners' box by up to a few 1e-8 of the coordinates'
-// magnitude: the slack is a relative 1e-6. (A sheet box that understates its vertices only
-// shrinks it.)
-inline double rejectionSlack(const double* p, const BoundingBox3D& box) {
-  double magnitude = 0.0;
-  for (double x :
-       {p[0], p[1], p[2], double(box.getMinX()), double(box.getMaxX()), double(box.getMinY()),
-        double(box.getMaxY()), double(box.getMinZ()), double(box.getMaxZ())}) {
-    magnitude = std::max(magnitude, std::fabs(x));
-  }
-  return 1e-6 * magnitude;
+// coordinates of the magnitude of p and of the vertices (magnitude: their largest coordinate in
+// absolute value), so that a rejected triangle could never have offered a winner. The
+// candidates are built from edge vectors rounded to single precision, so they may leave the
+// corners' box by up to a few 1e-8 of the coordinates' magnitude: the slack is a relative 1e-6.
+inline double rejectionSlack(const double* p, double magnitude) {
+  return 1e-6 *
+         std::max(std::max(std::max(std::fabs(p[0]), std::fabs(p[1])), std::fabs(p[2])), magnitude);
 }
 
 // A lower bound of the squared distance from the point to any candidate closestOnTriangle can
-// offer: per axis, the gap between the point and the box of the corners, less the slack,
-// squared and summed where positive. The box takes min(min(a, b), c) per axis (and the same
-// for max), so a NaN in b or c drops that corner from the axis, a NaN in a makes the axis
-// count nothing: a NaN coordinate makes every candidate using that corner NaN, and the
-// remaining candidates lie in the box of the remaining corners. Each vertex is loaded as one
-// vector of its x, y, z (and nx, unused); per-query values are kept in this struct.
-struct ClosestBound {
-  ClosestBound(const double* p, double slack_)
-      : pxy(_mm_loadu_pd(p)), pz(_mm_set_sd(p[2])), slack(_mm_set1_pd(slack_)) {}
-  double below(const Vertex& a, const Vertex& b, const Vertex& c) const {
+// offer, from the box of the corners alone: per axis, the gap between that box and p widened by
+// the slack, squared and summed where positive. Worked in single precision on the stored floats:
+// p - slack and p + slack are rounded outwards, and the float arithmetic of the gaps, squares and
+// sums rounds the result up by at most a relative 4e-7, which exceeds() allows for. The box
+// takes min(min(a, b), c) per axis (and the same for max), so a NaN in b or c drops that corner
+// from the axis and a NaN in a makes the axis count nothing: a NaN coordinate makes every
+// candidate using that corner NaN, and the remaining candidates lie in the box of the remaining
+// corners. Each vertex is loaded as one vector of its x, y, z (and nx, unused).
+class ClosestBound {
+ public:
+  ClosestBound(const double* p, double slack) {
+    vertexcodes::outwardLimits(p, slack, below_, above_);  // the fourth lane's gap is always 0
+    setLimit(HUGE_VAL);
+  }
+  // The squared distance the candidates are compared with; a NaN limit rules nothing out.
+  void setLimit(double limit) {
+    const double widened = limit * (1.0 + 1e-6);
+    float f = float(widened);
+    if (double(f) < widened) f = std::nextafter(f, HUGE_VALF);
+    limit_ = _mm_set_ss(f);
+  }
+  // True when every candidate of the triangle lies farther than the limit.
+  bool exceeds(const Vertex& a, const Vertex& b, const Vertex& c) const {
     const __m128 va = _mm_loadu_ps(&a.x);
     const __m128 vb = _mm_loadu_ps(&b.x);
     const __m128 vc = _mm_loadu_ps(&c.x);
     // _mm_min_ps(y, x) is (y < x ? y : x), which is std::min(x, y); likewise for max.
     const __m128 lo = _mm_min_ps(vc, _mm_min_ps(vb, va));
     const __m128 hi = _mm_max_ps(vc, _mm_max_ps(vb, va));
-    const __m128d zero = _mm_setzero_pd();
-    // max(lo - p, p - hi) - slack, kept where positive (a NaN gap counts nothing).
-    __m128d gxy = _mm_max_pd(_mm_sub_pd(pxy, _mm_cvtps_pd(hi)), _mm_sub_pd(_mm_cvtps_pd(lo), pxy));
-    gxy = _mm_max_pd(_mm_sub_pd(gxy, slack), zero);
-    __m128d gz = _mm_max_sd(_mm_sub_sd(pz, _mm_cvtps_pd(_mm_movehl_ps(hi, hi))),
-                            _mm_sub_sd(_mm_cvtps_pd(_mm_movehl_ps(lo, lo)), pz));
-    gz = _mm_max_sd(_mm_sub_sd(gz, slack), zero);
-    const __m128d sxy = _mm_mul_pd(gxy, gxy);
-    const __m128d sum = _mm_add_sd(_mm_add_sd(sxy, _mm_unpackhi_pd(sxy, sxy)), _mm_mul_sd(gz, gz));
-    return _mm_cvtsd_f64(sum);
+    // max(lo - (p + slack), (p - slack) - hi), kept where positive (a NaN gap counts nothing).
+    __m128 gap = _mm_max_ps(_mm_sub_ps(lo, above_), _mm_sub_ps(below_, hi));
+    gap = _mm_max_ps(gap, _mm_setzero_ps());
+    __m128 sum = _mm_mul_ps(gap, gap);
+    sum = _mm_add_ps(sum, _mm_movehl_ps(sum, sum));
+    sum = _mm_add_ss(sum, _mm_shuffle_ps(sum, sum, 1));
+    return _mm_comigt_ss(sum, limit_) != 0;
   }
-  __m128d pxy;
-  __m128d pz;
-  __m128d slack;
+
+ private:
+  __m128 below_;
+  __m128 above_;
+  __m128 limit_;
 };
 
-// Per-vertex side codes of a closest-point search with a known bound: bit k set when the
-// vertex lies below p[k] - reach on axis k, bit 4 + k when above p[k] + reach. When the codes
-// of all three corners share a bit, the corners' box lies farther than reach from p on that
-// axis, so ClosestBound::below exceeds bound: the triangle cannot offer the winner. reach is
-// sqrt(bound) with a relative margin and twice the slack, and the limits are rounded outwards
-// to floats, so that the rounding of the comparisons never matters; a NaN coordinate sets no
-// bit. Returns false (no codes) when the bound or p gives no finite reach.
-inline bool sideCodes(const double* p, double bound, double slack, const Vertex* v, int n,
-                      unsigned char* codes) {
-  const double reach = std::sqrt(bound) * (1.0 + 1e-6) + 2.0 * slack;
-  float lo[4], hi[4];
-  for (int k = 0; k < 3; ++k) {
-    const double l = p[k] - reach;
-    const double h = p[k] + reach;
-    if (!(std::fabs(l) < 1e38 && std::fabs(h) < 1e38)) return false;
-    lo[k] = float(l);
-    if (double(lo[k]) > l) lo[k] = std::nextafter(lo[k], -HUGE_VALF);
-    hi[k] = float(h);
-    if (double(hi[k]) < h) hi[k] = std::nextafter(hi[k], HUGE_VALF);
-  }
-  lo[3] = -HUGE_VALF;  // the fourth lane holds nx: never flagged
-  hi[3] = HUGE_VALF;
-  const __m128 below = _mm_loadu_ps(lo);
-  const __m128 above = _mm_loadu_ps(hi);
-  for (int i = 0; i < n; ++i) {
-    const __m128 x = _mm_loadu_ps(&v[i].x);
-    codes[i] = static_cast<unsigned char>(_mm_movemask_ps(_mm_cmplt_ps(x, below)) |
-                                          _mm_movemask_ps(_mm_cmpgt_ps(x, above)) << 4);
-  }
-  return true;
+// Whether every candidate of the triangle lies farther from p than reach: all candidates lie in
+// the plane through a spanned by the single-precision edges (to a rounding far below the slack
+// that reach includes), so the plane's distance from p bounds them from below. With
+// n = e1 x e2 and w = p - a: |n . w| > reach |n|, compared squared with a relative margin. Left
+// undecided (false) for a sliver whose normal suffers cancellation (|n|^2 below 1e-6 of
+// |e1|^2 |e2|^2), a degenerate triangle or NaN.
+inline bool beyondPlane(const double* p, const Vertex& a, const Vertex& b, const Vertex& c,
+                        double reach2) {
+  double e1[3], e2[3], n[3];
+  edge(a, b, e1);
+  edge(a, c, e2);
+  cross(e1, e2, n);
+  const double w[3] = {p[0] - double(a.x), p[1] - double(a.y), p[2] - double(a.z)};
+  const double nn = dot3(n, n);
+  if (!(nn >= 1e-6 * dot3(e1, e1) * dot3(e2, e2))) return false;
+  const double nw = dot3(n, w);
+  return nw * nw > reach2 * nn * (1.0 + 1e-9);
+}
+
+// The squared reach for beyondPlane that rules out candidates farther than sqrt(limit): the
+// distance widened by the slack.
+inline double planeReach2(double limit, double slack) {
+  const double reach = std::sqrt(limit) + slack;
+  return reach * reach;
+}
+
+// The reach of the side codes (vertexcodes::SideLimits) of a closest-point search with a known
+// bound: corners sharing a bit lie so far beyond the bound's distance on one axis that
+// ClosestBound::exceeds holds for the bound, whatever the rounding: sqrt(bound) with a relative
+// margin, and twice the slack.
+inline double closestReach(double bound, double slack) {
+  return std::sqrt(bound) * (1.0 + 1e-6) + 2.0 * slack;
 }
 
 // ---- box overlap ----

@@ -1,0 +1,208 @@
+// Per-vertex classification of a sheet's or curve's vertices against a query, made once per
+// query so that the loops over triangles or segments can rule most of them out from one byte
+// per corner: when the codes of all corners share a bit, the corners lie beyond one face of a
+// region the exact test cannot reach, and the test would answer no. Every limit is rounded
+// outwards to single precision and widened far beyond the rounding of the exact tests, so a
+// ruled-out element never changes an answer. Also the magnitudes of the vertices, measured on
+// the way, that such margins follow. Internal to the library.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "datacarrier/boundingbox3d.h"
+
+namespace nkdatacarrier {
+namespace vertexcodes {
+
+// x, y, z of a vertex in the first three lanes; the fourth lane holds whatever follows z in a
+// vertex of at least four floats (never read by the codes), else 0.
+template <typename V>
+inline __m128 loadXyz(const V& v) {
+  if constexpr (sizeof(V) >= 4 * sizeof(float)) {
+    return _mm_loadu_ps(&v.x);
+  } else {
+    // x and y by one unaligned 8-byte load, z by a 4-byte one.
+    return _mm_movelh_ps(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(&v.x))),
+                         _mm_load_ss(&v.z));
+  }
+}
+
+// |x|, |y|, |z| of a vertex, the fourth lane 0.
+template <typename V>
+inline __m128 absoluteXyz(const V& v) {
+  const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
+  return _mm_and_ps(loadXyz(v), mask);
+}
+
+// The largest of the four lanes.
+inline float largestLane(__m128 x) {
+  x = _mm_max_ps(x, _mm_movehl_ps(x, x));
+  x = _mm_max_ss(x, _mm_shuffle_ps(x, x, 1));
+  return _mm_cvtss_f32(x);
+}
+
+// The largest coordinate of the n vertices in absolute value; NaN coordinates are ignored
+// (_mm_max_ps(x, m) keeps m when x is NaN).
+template <typename V>
+inline float magnitudeOf(const V* v, int n) {
+  __m128 m = _mm_setzero_ps();
+  for (int i = 0; i < n; ++i)
+    m = _mm_max_ps(absoluteXyz(v[i]), m);
+  return largestLane(m);
+}
+
+// The largest coordinate of a box in absolute value: a first guess at the magnitude of the
+// vertices it claims to hold.
+inline double boxMagnitude(const BoundingBox3D& box) {
+  double magnitude = 0.0;
+  for (float x :
+       {box.getMinX(), box.getMaxX(), box.getMinY(), box.getMaxY(), box.getMinZ(), box.getMaxZ()}) {
+    magnitude = std::max(magnitude, std::fabs(double(x)));
+  }
+  return magnitude;
+}
+
+// The largest |x - p|_1 (the sum of the coordinates' distances from p) that a box claims for its
+// vertices: a first guess for cylinderCodes.
+inline double boxReach(const BoundingBox3D& box, const double* p) {
+  const double lo[3] = {box.getMinX(), box.getMinY(), box.getMinZ()};
+  const double hi[3] = {box.getMaxX(), box.getMaxY(), box.getMaxZ()};
+  double sum = 0.0;
+  for (int k = 0; k < 3; ++k)
+    sum += std::max(std::fabs(lo[k] - p[k]), std::fabs(hi[k] - p[k]));
+  return sum;
+}
+
+// x as a float rounded up, or down.
+inline float floatUp(double x) {
+  const float f = float(x);
+  return double(f) < x ? std::nextafter(f, HUGE_VALF) : f;
+}
+inline float floatDown(double x) {
+  const float f = float(x);
+  return double(f) > x ? std::nextafter(f, -HUGE_VALF) : f;
+}
+
+// p - r and p + r on each axis as floats rounded outwards, in the x, y, z lanes of lo and hi;
+// the fourth lane gets -infinity and +infinity, so nothing lies beyond it. A limit beyond the
+// float range becomes an infinity and a NaN stays NaN.
+inline void outwardLimits(const double* p, const double* r, __m128& lo, __m128& hi) {
+  lo = _mm_setr_ps(floatDown(p[0] - r[0]), floatDown(p[1] - r[1]), floatDown(p[2] - r[2]),
+                   -HUGE_VALF);
+  hi = _mm_setr_ps(floatUp(p[0] + r[0]), floatUp(p[1] + r[1]), floatUp(p[2] + r[2]), HUGE_VALF);
+}
+inline void outwardLimits(const double* p, double r, __m128& lo, __m128& hi) {
+  const double all[3] = {r, r, r};
+  outwardLimits(p, all, lo, hi);
+}
+
+// Side codes against the cube p +- reach (or the box p +- reach[k]): bit k set when the vertex
+// lies below p[k] - reach on axis k, bit 4 + k when above p[k] + reach. Elements whose corners
+// share a bit lie farther than reach from p on that axis. The limits are rounded outwards, so that
+// the rounding of the comparisons never matters; a NaN coordinate sets no bit, and a p or reach
+// that is not finite sets none at all.
+class SideLimits {
+ public:
+  SideLimits(const double* p, double reach) { outwardLimits(p, reach, below_, above_); }
+  SideLimits(const double* p, const double* reach) { outwardLimits(p, reach, below_, above_); }
+  template <typename V>
+  int code(const V& v) const {
+    const __m128 x = loadXyz(v);
+    return _mm_movemask_ps(_mm_cmplt_ps(x, below_)) | _mm_movemask_ps(_mm_cmpgt_ps(x, above_)) << 4;
+  }
+
+ private:
+  __m128 below_;
+  __m128 above_;
+};
+
+// Writes the side codes of the n vertices; returns their magnitude (as magnitudeOf), measured on
+// the way.
+template <typename V>
+inline float sideCodes(const SideLimits& sides, const V* v, int n, unsigned char* codes) {
+  __m128 magnitude = _mm_setzero_ps();
+  for (int i = 0; i < n; ++i) {
+    codes[i] = static_cast<unsigned char>(sides.code(v[i]));
+    magnitude = _mm_max_ps(absoluteXyz(v[i]), magnitude);
+  }
+  return largestLane(magnitude);
+}
+
+// A cylinder for codes: the point p, the unit axis w, the unit basis u, v of the cross-section,
+// clear (the radius with whatever margin the exact test's own quick rejection uses), the slab
+// hMin <= h <= hMax, and whether the test rules out an element below hMin only when
+// hMin <= hMax.
+struct CylinderSides {
+  const double* p;
+  const double* u;
+  const double* v;
+  const double* w;
+  double clear;
+  double hMax;
+  double hMin;
+  bool belowNeedsOrder;
+};
+
+// Per-vertex codes of a cylinder test, such that corners sharing a bit certainly miss: the vertex
+// beyond the slab (h > hMax, or h < hMin), or its projection on u or on v beyond +clear or
+// -clear, where h, u and v are taken relative to p. They are computed in single precision, four
+// lanes at once, and every limit is widened by m = 2^-18 (reach + |p|_1), rounded outwards: with
+// reach at least every vertex's |x - p|_1, this exceeds the rounding of the float arithmetic many
+// times over, so a flagged corner's h as the exact test computes it in double lies beyond the
+// slab as well, and corners flagged on one side of u or v put every point of the clipped
+// element, as the test projects it, beyond clear + 2^-20 of its largest projected coordinate,
+// where the test's single-precision projection and edge directions cannot bring it within the
+// radius. NaN sets no bit. measured() is the sum over the axes of the largest |x - p| of the
+// vertices coded so far, in single precision (NaN ignored; within a relative 2^-24 and 2^-24 |p|
+// of the exact value, which m covers), so that the caller can check the reach it gave.
+class CylinderCoder {
+ public:
+  CylinderCoder(const CylinderSides& cyl, double reach) {
+    const double m =
+        0x1p-18 * (reach + std::fabs(cyl.p[0]) + std::fabs(cyl.p[1]) + std::fabs(cyl.p[2]));
+    const float side = floatUp(cyl.clear + m);
+    const bool below = !cyl.belowNeedsOrder || cyl.hMin <= cyl.hMax;
+    upper_ = _mm_setr_ps(floatUp(cyl.hMax + m), side, side, HUGE_VALF);
+    lower_ = _mm_setr_ps(below ? floatDown(cyl.hMin - m) : -HUGE_VALF, -side, -side, -HUGE_VALF);
+    origin_ = _mm_setr_ps(float(cyl.p[0]), float(cyl.p[1]), float(cyl.p[2]), 0.0f);
+    alongX_ = _mm_setr_ps(float(cyl.w[0]), float(cyl.u[0]), float(cyl.v[0]), 0.0f);
+    alongY_ = _mm_setr_ps(float(cyl.w[1]), float(cyl.u[1]), float(cyl.v[1]), 0.0f);
+    alongZ_ = _mm_setr_ps(float(cyl.w[2]), float(cyl.u[2]), float(cyl.v[2]), 0.0f);
+  }
+  template <typename V>
+  int code(const V& v) {
+    const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
+    const __m128 P = _mm_sub_ps(loadXyz(v), origin_);
+    const __m128 huv = _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_shuffle_ps(P, P, 0x00), alongX_),
+                                             _mm_mul_ps(_mm_shuffle_ps(P, P, 0x55), alongY_)),
+                                  _mm_mul_ps(_mm_shuffle_ps(P, P, 0xaa), alongZ_));
+    largest_ = _mm_max_ps(_mm_and_ps(P, mask), largest_);  // NaN keeps the largest so far
+    return _mm_movemask_ps(_mm_cmpgt_ps(huv, upper_)) | _mm_movemask_ps(_mm_cmplt_ps(huv, lower_))
+                                                            << 4;
+  }
+  double measured() const {
+    float lanes[4];
+    _mm_storeu_ps(lanes, largest_);
+    return double(lanes[0]) + double(lanes[1]) + double(lanes[2]);
+  }
+
+ private:
+  __m128 upper_, lower_, origin_, alongX_, alongY_, alongZ_;
+  __m128 largest_ = _mm_setzero_ps();
+};
+
+// Writes the cylinder codes of the n vertices; returns CylinderCoder::measured().
+template <typename V>
+inline double cylinderCodes(const CylinderSides& cyl, double reach, const V* v, int n,
+                            unsigned char* codes) {
+  CylinderCoder coder(cyl, reach);
+  for (int i = 0; i < n; ++i)
+    codes[i] = static_cast<unsigned char>(coder.code(v[i]));
+  return coder.measured();
+}
+
+}  // namespace vertexcodes
+}  // namespace nkdatacarrier
