@@ -189,9 +189,13 @@ bool Curve3D::intersectsCylinder(const std::vector<double>& base, std::vector<do
       base.data(), frame.u, frame.v, frame.w, std::fabs(radius) * (1.0 + 0x1p-30),
       top,         bottom,  false};
   const double guess = vertexcodes::boxReach(box_, base.data());
-  vertexcodes::CylinderCoder coder(sides, guess);
+  struct Coder {
+    vertexcodes::CylinderCoder cylinder;
+    __m128 largest = _mm_setzero_ps();
+    int code(const Vertex& v) { return cylinder.code(v, largest); }
+  } coder{vertexcodes::CylinderCoder(sides, guess)};
   if (anySegment(vertices_, coder, meets)) return true;
-  if (coder.measured() <= guess) return false;
+  if (vertexcodes::CylinderCoder::measured(coder.largest) <= guess) return false;
   NoCoder plain;
   return anySegment(vertices_, plain, meets);
 }

@@ -294,16 +294,26 @@ float offsetsAlong(const LineReach& line, const Sheet3D::Vertex* v, int n, float
   constexpr int kSecond = Axis == 2 ? 1 : 2;
   const __m128d base = _mm_set_pd(line.p0[kSecond], line.p0[kFirst]);
   const __m128d slopes = _mm_set_pd(line.slope[1], line.slope[0]);
-  __m128 magnitude = _mm_setzero_ps();
-  for (int i = 0; i < n; ++i) {
+  const auto offset = [&](int i) {
     const float* c = &v[i].x;
     const __m128d along = _mm_set1_pd(double(c[Axis]) - line.p0[Axis]);
     const __m128d across = _mm_set_pd(double(c[kSecond]), double(c[kFirst]));
-    const __m128d offset = _mm_sub_pd(_mm_sub_pd(across, base), _mm_mul_pd(along, slopes));
-    _mm_storel_pi(reinterpret_cast<__m64*>(out + 2 * static_cast<std::size_t>(i)),
-                  _mm_cvtpd_ps(offset));
-    magnitude = _mm_max_ps(vertexcodes::absoluteXyz(v[i]), magnitude);
+    const __m128d o = _mm_sub_pd(_mm_sub_pd(across, base), _mm_mul_pd(along, slopes));
+    _mm_storel_pi(reinterpret_cast<__m64*>(out + 2 * static_cast<std::size_t>(i)), _mm_cvtpd_ps(o));
+  };
+  __m128 m0 = _mm_setzero_ps(), m1 = m0;  // two running maxima, as in magnitudeOf
+  int i = 0;
+  for (; i + 2 <= n; i += 2) {
+    offset(i);
+    offset(i + 1);
+    m0 = _mm_max_ps(vertexcodes::absoluteXyz(v[i]), m0);
+    m1 = _mm_max_ps(vertexcodes::absoluteXyz(v[i + 1]), m1);
   }
+  if (i < n) {
+    offset(i);
+    m0 = _mm_max_ps(vertexcodes::absoluteXyz(v[i]), m0);
+  }
+  const __m128 magnitude = _mm_max_ps(m0, m1);
   return vertexcodes::largestLane(magnitude);
 }
 
@@ -418,20 +428,41 @@ bool closest(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch&
   double limit = search.dist2 < bound ? search.dist2 : bound;
   lowerBound.setLimit(limit);
   double reach2 = trianglemath::planeReach2(limit, slack);
-  for (int t = 0; t < numTriangles; ++t, corners += 3) {
-    if (!indicesValid(corners, n)) continue;
-    if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
-    const Sheet3D::Vertex& a = v[corners[0]];
-    const Sheet3D::Vertex& b = v[corners[1]];
-    const Sheet3D::Vertex& c = v[corners[2]];
-    if (lowerBound.exceeds(a, b, c)) continue;
-    if (trianglemath::beyondPlane(p, a, b, c, reach2)) continue;
-    if (trianglemath::closestOnTriangle(p, a, b, c, search)) return true;
+  // The triangle at c after its codes: true when the search is to stop.
+  const auto test = [&](const int* c) {
+    const Sheet3D::Vertex& a = v[c[0]];
+    const Sheet3D::Vertex& b = v[c[1]];
+    const Sheet3D::Vertex& d = v[c[2]];
+    if (lowerBound.exceeds(a, b, d)) return false;
+    if (trianglemath::beyondPlane(p, a, b, d, reach2)) return false;
+    if (trianglemath::closestOnTriangle(p, a, b, d, search)) return true;
     if (search.dist2 < limit) {
       limit = search.dist2;
       lowerBound.setLimit(limit);
       reach2 = trianglemath::planeReach2(limit, slack);
     }
+    return false;
+  };
+  int t = 0;
+  if (!codes) {
+    // Without codes every triangle meets the box bound: four at a time, the survivors then in
+    // order (with the limit as it stands by then).
+    for (; t + 4 <= numTriangles; t += 4, corners += 12) {
+      int skip = 0;
+      if (trianglemath::fourIndicesValid(corners, n)) {
+        skip = lowerBound.exceedsFour(v, corners);
+        if (skip == 15) continue;
+      }
+      for (int j = 0; j < 4; ++j) {
+        const int* c = corners + 3 * j;
+        if ((skip >> j & 1) == 0 && indicesValid(c, n) && test(c)) return true;
+      }
+    }
+  }
+  for (; t < numTriangles; ++t, corners += 3) {
+    if (!indicesValid(corners, n)) continue;
+    if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
+    if (test(corners)) return true;
   }
   return false;
 }

@@ -250,12 +250,46 @@ class ClosestBound {
     sum = _mm_add_ss(sum, _mm_shuffle_ps(sum, sum, 1));
     return _mm_comigt_ss(sum, limit_) != 0;
   }
+  // exceeds() for the four triangles whose corners are the twelve indices at `corners` (all
+  // valid), as a mask with bit j for triangle j. The four sums of squares are added after a
+  // transpose, in another order than exceeds() adds them, which the relative margin on the
+  // limit covers as well.
+  int exceedsFour(const Vertex* v, const int* corners) const {
+    __m128 squares[4];
+    for (int j = 0; j < 4; ++j) {
+      const __m128 va = _mm_loadu_ps(&v[corners[3 * j]].x);
+      const __m128 vb = _mm_loadu_ps(&v[corners[3 * j + 1]].x);
+      const __m128 vc = _mm_loadu_ps(&v[corners[3 * j + 2]].x);
+      const __m128 lo = _mm_min_ps(vc, _mm_min_ps(vb, va));
+      const __m128 hi = _mm_max_ps(vc, _mm_max_ps(vb, va));
+      __m128 gap = _mm_max_ps(_mm_sub_ps(lo, above_), _mm_sub_ps(below_, hi));
+      gap = _mm_max_ps(gap, _mm_setzero_ps());
+      squares[j] = _mm_mul_ps(gap, gap);
+    }
+    _MM_TRANSPOSE4_PS(squares[0], squares[1], squares[2], squares[3]);
+    const __m128 sum = _mm_add_ps(_mm_add_ps(squares[0], squares[1]), squares[2]);
+    return _mm_movemask_ps(_mm_cmpgt_ps(sum, _mm_shuffle_ps(limit_, limit_, 0)));
+  }
 
  private:
   __m128 below_;
   __m128 above_;
   __m128 limit_;
 };
+
+// Whether all twelve indices at `corners` (four triangles) address vertices: as indicesValid,
+// four at a time (an index read as unsigned, by flipping the sign bit for a signed compare).
+inline bool fourIndicesValid(const int* corners, int numVertices) {
+  const __m128i flip = _mm_set1_epi32(INT32_MIN);
+  const __m128i limit = _mm_xor_si128(_mm_set1_epi32(numVertices), flip);
+  __m128i ok = _mm_set1_epi32(-1);
+  for (int k = 0; k < 3; ++k) {
+    const __m128i x =
+        _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(corners + 4 * k)), flip);
+    ok = _mm_and_si128(ok, _mm_cmplt_epi32(x, limit));
+  }
+  return _mm_movemask_epi8(ok) == 0xffff;
+}
 
 // Whether every candidate of the triangle lies farther from p than reach: all candidates lie in
 // the plane through a spanned by the single-precision edges (to a rounding far below the slack

@@ -46,12 +46,20 @@ inline float largestLane(__m128 x) {
 
 // The largest coordinate of the n vertices in absolute value; NaN coordinates are ignored
 // (_mm_max_ps(x, m) keeps m when x is NaN).
+// Four running maxima, so that the loop does not wait on each one's latency.
 template <typename V>
 inline float magnitudeOf(const V* v, int n) {
-  __m128 m = _mm_setzero_ps();
-  for (int i = 0; i < n; ++i)
-    m = _mm_max_ps(absoluteXyz(v[i]), m);
-  return largestLane(m);
+  __m128 m0 = _mm_setzero_ps(), m1 = m0, m2 = m0, m3 = m0;
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    m0 = _mm_max_ps(absoluteXyz(v[i]), m0);
+    m1 = _mm_max_ps(absoluteXyz(v[i + 1]), m1);
+    m2 = _mm_max_ps(absoluteXyz(v[i + 2]), m2);
+    m3 = _mm_max_ps(absoluteXyz(v[i + 3]), m3);
+  }
+  for (; i < n; ++i)
+    m0 = _mm_max_ps(absoluteXyz(v[i]), m0);
+  return largestLane(_mm_max_ps(_mm_max_ps(m0, m1), _mm_max_ps(m2, m3)));
 }
 
 // The largest coordinate of a box in absolute value: a first guess at the magnitude of the
@@ -123,12 +131,19 @@ class SideLimits {
 // the way.
 template <typename V>
 inline float sideCodes(const SideLimits& sides, const V* v, int n, unsigned char* codes) {
-  __m128 magnitude = _mm_setzero_ps();
-  for (int i = 0; i < n; ++i) {
+  __m128 m0 = _mm_setzero_ps(), m1 = m0;  // two running maxima, as in magnitudeOf
+  int i = 0;
+  for (; i + 2 <= n; i += 2) {
     codes[i] = static_cast<unsigned char>(sides.code(v[i]));
-    magnitude = _mm_max_ps(absoluteXyz(v[i]), magnitude);
+    codes[i + 1] = static_cast<unsigned char>(sides.code(v[i + 1]));
+    m0 = _mm_max_ps(absoluteXyz(v[i]), m0);
+    m1 = _mm_max_ps(absoluteXyz(v[i + 1]), m1);
   }
-  return largestLane(magnitude);
+  if (i < n) {
+    codes[i] = static_cast<unsigned char>(sides.code(v[i]));
+    m0 = _mm_max_ps(absoluteXyz(v[i]), m0);
+  }
+  return largestLane(_mm_max_ps(m0, m1));
 }
 
 // A cylinder for codes: the point p, the unit axis w, the unit basis u, v of the cross-section,
@@ -156,8 +171,8 @@ struct CylinderSides {
 // element, as the test projects it, beyond clear + 2^-20 of its largest projected coordinate,
 // where the test's single-precision projection and edge directions cannot bring it within the
 // radius. NaN sets no bit. measured() is the sum over the axes of the largest |x - p| of the
-// vertices coded so far, in single precision (NaN ignored; within a relative 2^-24 and 2^-24 |p|
-// of the exact value, which m covers), so that the caller can check the reach it gave.
+// vertices coded (kept by the caller; NaN ignored), in single precision: within a relative 2^-24
+// and 2^-24 |p| of the exact value, which m covers. The caller checks the reach it gave with it.
 class CylinderCoder {
  public:
   CylinderCoder(const CylinderSides& cyl, double reach) {
@@ -172,36 +187,42 @@ class CylinderCoder {
     alongY_ = _mm_setr_ps(float(cyl.w[1]), float(cyl.u[1]), float(cyl.v[1]), 0.0f);
     alongZ_ = _mm_setr_ps(float(cyl.w[2]), float(cyl.u[2]), float(cyl.v[2]), 0.0f);
   }
+  // The vertex's code; largest takes the vertex's |x - p| per axis into its running maxima.
   template <typename V>
-  int code(const V& v) {
+  int code(const V& v, __m128& largest) const {
     const __m128 mask = _mm_castsi128_ps(_mm_set_epi32(0, 0x7fffffff, 0x7fffffff, 0x7fffffff));
     const __m128 P = _mm_sub_ps(loadXyz(v), origin_);
     const __m128 huv = _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_shuffle_ps(P, P, 0x00), alongX_),
                                              _mm_mul_ps(_mm_shuffle_ps(P, P, 0x55), alongY_)),
                                   _mm_mul_ps(_mm_shuffle_ps(P, P, 0xaa), alongZ_));
-    largest_ = _mm_max_ps(_mm_and_ps(P, mask), largest_);  // NaN keeps the largest so far
+    largest = _mm_max_ps(_mm_and_ps(P, mask), largest);  // NaN keeps the largest so far
     return _mm_movemask_ps(_mm_cmpgt_ps(huv, upper_)) | _mm_movemask_ps(_mm_cmplt_ps(huv, lower_))
                                                             << 4;
   }
-  double measured() const {
+  // The measured reach from the running maxima.
+  static double measured(__m128 largest) {
     float lanes[4];
-    _mm_storeu_ps(lanes, largest_);
+    _mm_storeu_ps(lanes, largest);
     return double(lanes[0]) + double(lanes[1]) + double(lanes[2]);
   }
 
  private:
   __m128 upper_, lower_, origin_, alongX_, alongY_, alongZ_;
-  __m128 largest_ = _mm_setzero_ps();
 };
 
 // Writes the cylinder codes of the n vertices; returns CylinderCoder::measured().
 template <typename V>
 inline double cylinderCodes(const CylinderSides& cyl, double reach, const V* v, int n,
                             unsigned char* codes) {
-  CylinderCoder coder(cyl, reach);
-  for (int i = 0; i < n; ++i)
-    codes[i] = static_cast<unsigned char>(coder.code(v[i]));
-  return coder.measured();
+  const CylinderCoder coder(cyl, reach);
+  __m128 m0 = _mm_setzero_ps(), m1 = m0;  // two running maxima, as in magnitudeOf
+  int i = 0;
+  for (; i + 2 <= n; i += 2) {
+    codes[i] = static_cast<unsigned char>(coder.code(v[i], m0));
+    codes[i + 1] = static_cast<unsigned char>(coder.code(v[i + 1], m1));
+  }
+  if (i < n) codes[i] = static_cast<unsigned char>(coder.code(v[i], m0));
+  return CylinderCoder::measured(_mm_max_ps(m0, m1));
 }
 
 }  // namespace vertexcodes
