@@ -594,39 +594,6 @@ TEST(Sheet3DPlane, ToleranceFollowsTheSheetExtentNotTheNormal) {
   EXPECT_EQ(out.getVertices(2, PostDataObject::DIR_X)[0], 0.0);
 }
 
-// The cylinder test's quick rejection of projected polygons that lie wholly beyond the radius
-// must never change an answer: compared with the same test without it (a NaN margin disables
-// it) on triangles placed around the circle, at every scale, with edges nearly tangent.
-TEST(Sheet3DCylinder, QuickRejectionNeverChangesTheAnswer) {
-  std::mt19937 rng(12345);
-  std::uniform_real_distribution<double> unit(-1.0, 1.0);
-  int agreed = 0, hits = 0;
-  for (int i = 0; i < 200000; ++i) {
-    const double scale = std::ldexp(1.0, static_cast<int>(rng() % 60) - 30);
-    const double r = scale * (0.5 + 0.5 * std::fabs(unit(rng)));
-    // Points near the circle, some a few units of rounding from it, in a narrow arc around one
-    // of the axes (where the rejection bites) or anywhere.
-    const double centre = (rng() % 4) * 1.5707963267948966;
-    const double spread = (i % 2) ? 3.2 : std::ldexp(1.0, -int(rng() % 30));
-    auto near = [&] {
-      const double a = centre + unit(rng) * spread;
-      const double d = r * (1.0 + std::ldexp(unit(rng), -int(rng() % 40)));
-      return V{float(d * std::cos(a)), float(d * std::sin(a)), float(unit(rng) * scale)};
-    };
-    const V a = near(), b = near(), c = near();
-    const double p[3] = {0, 0, 0}, u[3] = {1, 0, 0}, v[3] = {0, 1, 0}, w[3] = {0, 0, 1};
-    nkdatacarrier::trianglemath::CylinderQuery quick(p, u, v, w, r, scale, -scale);
-    nkdatacarrier::trianglemath::CylinderQuery full = quick;
-    full.clear = nkGetNaN();
-    const bool expected = nkdatacarrier::trianglemath::cylinderMeetsTriangle(full, a, b, c);
-    agreed += expected == nkdatacarrier::trianglemath::cylinderMeetsTriangle(quick, a, b, c);
-    hits += expected;
-  }
-  EXPECT_EQ(agreed, 200000);
-  EXPECT_GT(hits, 1000);  // both answers occur often
-  EXPECT_LT(hits, 199000);
-}
-
 // ---- skipping in the whole-sheet loops ----
 
 namespace {
@@ -787,13 +754,16 @@ TEST(Sheet3DScans, SkippingNeverChangesAnAnswer) {
 
 TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
   // Sheets of 63 triangles far from the query and one lying within rounding of the answer's
-  // edge: just beside the circle of a cylinder, or with an edge just beside a line within the
-  // tolerance band. The sheet's answer must be that triangle's own.
+  // edge: just beside the circle of a cylinder (in a narrow arc about an axis, where quick
+  // rejections bite, or anywhere), or with an edge just beside a line within the tolerance band.
+  // The sheet's answer must be that triangle's own, from the full test: for the cylinder, also
+  // without the triangle test's own quick rejection of projections beyond the radius (which a
+  // NaN margin disables).
   namespace tm = nkdatacarrier::trianglemath;
   std::mt19937 rng(99);
   std::uniform_real_distribution<double> unit(-1.0, 1.0);
   int meets = 0, pierced = 0;
-  for (int i = 0; i < 20000; ++i) {
+  for (int i = 0; i < 100000; ++i) {
     const double scale = std::ldexp(1.0, static_cast<int>(rng() % 60) - 30);
     const double r = scale * (0.5 + 0.5 * std::fabs(unit(rng)));
     const double centre = (rng() % 4) * 1.5707963267948966;
@@ -830,8 +800,9 @@ TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
     const Sheet3D s = makeSheet(vertices, triangles, kWide);
     if (cylinderCase) {
       const double p[3] = {0, 0, 0}, u[3] = {1, 0, 0}, v[3] = {0, 1, 0}, w[3] = {0, 0, 1};
-      const tm::CylinderQuery cylinder(p, u, v, w, r, scale, -scale);
-      const bool want = tm::cylinderMeetsTriangle(cylinder, vertices[0], vertices[1], vertices[2]);
+      tm::CylinderQuery full(p, u, v, w, r, scale, -scale);
+      full.clear = nkGetNaN();
+      const bool want = tm::cylinderMeetsTriangle(full, vertices[0], vertices[1], vertices[2]);
       ASSERT_EQ(s.intersectsCylinder({0, 0, 0}, {0, 0, 1}, r, scale, -scale), want) << i;
       meets += want;
     } else {
@@ -847,8 +818,8 @@ TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
     }
   }
   // Both answers occur often for both queries.
-  EXPECT_GT(meets, 1000);
-  EXPECT_LT(meets, 9000);
-  EXPECT_GT(pierced, 1000);
-  EXPECT_LT(pierced, 9000);
+  EXPECT_GT(meets, 5000);
+  EXPECT_LT(meets, 45000);
+  EXPECT_GT(pierced, 5000);
+  EXPECT_LT(pierced, 45000);
 }
