@@ -279,27 +279,34 @@ LineReach::LineReach(const double* p0_, const double* p1) {
   const int second = axis == 2 ? 1 : 2;
   slope[0] = d[first] / d[axis];
   slope[1] = d[second] / d[axis];
+  // The offsets are formed in single precision: p0 must lie well inside the float range.
   usable = d[axis] != 0.0 && std::isfinite(slope[0]) && std::isfinite(slope[1]) &&
-           std::isfinite(p0[0]) && std::isfinite(p0[1]) && std::isfinite(p0[2]);
+           std::fabs(p0[0]) < 1e30 && std::fabs(p0[1]) < 1e30 && std::fabs(p0[2]) < 1e30;
 }
 
 namespace {
 
-// Per vertex: float((double(c[first]) - p0[first]) - along * slope[0]) and the same for second,
-// with along = double(c[Axis]) - p0[Axis], both in the two lanes of a vector. Rounding them to
-// floats costs at most a relative 1e-7 of their size, which the slack covers many times over.
+// Per vertex, in single precision: (c[first] - p0[first]) - along * slope[0] and the same for
+// second, with along = c[Axis] - p0[Axis], in the two low lanes of a vector (p0 and the slopes
+// rounded to floats once). Every rounding of it, the rounding of p0 and the slopes included, is
+// at most a few 2^-24 of the coordinates' and p0's magnitude times 1 + |slope|, which the slack
+// (slackFor) covers several times over.
 template <int Axis>
 float offsetsAlong(const LineReach& line, const Sheet3D::Vertex* v, int n, float* out) {
   constexpr int kFirst = Axis == 0 ? 1 : 0;
   constexpr int kSecond = Axis == 2 ? 1 : 2;
-  const __m128d base = _mm_set_pd(line.p0[kSecond], line.p0[kFirst]);
-  const __m128d slopes = _mm_set_pd(line.slope[1], line.slope[0]);
+  // Lanes: first, second, axis, unused.
+  const __m128 base =
+      _mm_setr_ps(float(line.p0[kFirst]), float(line.p0[kSecond]), float(line.p0[Axis]), 0.0f);
+  const __m128 slopes = _mm_setr_ps(float(line.slope[0]), float(line.slope[1]), 0.0f, 0.0f);
+  constexpr int kOrder = kFirst | kSecond << 2 | Axis << 4;  // x, y, z into first, second, axis
   const auto offset = [&](int i) {
-    const float* c = &v[i].x;
-    const __m128d along = _mm_set1_pd(double(c[Axis]) - line.p0[Axis]);
-    const __m128d across = _mm_set_pd(double(c[kSecond]), double(c[kFirst]));
-    const __m128d o = _mm_sub_pd(_mm_sub_pd(across, base), _mm_mul_pd(along, slopes));
-    _mm_storel_pi(reinterpret_cast<__m64*>(out + 2 * static_cast<std::size_t>(i)), _mm_cvtpd_ps(o));
+    const __m128 c = _mm_loadu_ps(&v[i].x);
+    const __m128 d = _mm_sub_ps(_mm_shuffle_ps(c, c, kOrder), base);
+    const __m128 along = _mm_shuffle_ps(d, d, 0xaa);
+    const __m128 o = _mm_sub_ps(d, _mm_mul_ps(along, slopes));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 2 * static_cast<std::size_t>(i)),
+                     _mm_castps_si128(o));
   };
   __m128 m0 = _mm_setzero_ps(), m1 = m0;  // two running maxima, as in magnitudeOf
   int i = 0;
@@ -313,8 +320,7 @@ float offsetsAlong(const LineReach& line, const Sheet3D::Vertex* v, int n, float
     offset(i);
     m0 = _mm_max_ps(vertexcodes::absoluteXyz(v[i]), m0);
   }
-  const __m128 magnitude = _mm_max_ps(m0, m1);
-  return vertexcodes::largestLane(magnitude);
+  return vertexcodes::largestLane(_mm_max_ps(m0, m1));
 }
 
 }  // namespace
@@ -326,14 +332,16 @@ float LineReach::offsets(const Sheet3D::Vertex* v, int n, float* out) const {
 }
 
 __m128 LineReach::slackFor(float magnitude) const {
-  return _mm_set1_ps(float(trianglemath::rejectionSlack(p0, magnitude) *
+  // Four times the closest-point slack: the single-precision offsets round more than doubles.
+  return _mm_set1_ps(float(4.0 * trianglemath::rejectionSlack(p0, magnitude) *
                            (1.0 + std::fabs(slope[0]) + std::fabs(slope[1]))));
 }
 
 // Both offsets are handled at once in the two low lanes of a vector, with the same float
 // operations per lane; _mm_min_ps(y, x) is (y < x ? y : x), which is std::min(x, y) (and likewise
 // for max), so a NaN offset drops out of lo and hi exactly as it would there.
-bool LineReach::mayPierce(const float* offsets, const int* corners, __m128 slack) {
+bool LineReach::mayPierce(const float* offsets, const int* corners, __m128 slack, __m128 spread,
+                          __m128 sign) {
   const auto pair = [offsets](int i) {
     return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(offsets + 2 * i)));
   };
@@ -342,8 +350,8 @@ bool LineReach::mayPierce(const float* offsets, const int* corners, __m128 slack
   const __m128 oc = pair(corners[2]);
   const __m128 lo = _mm_min_ps(oc, _mm_min_ps(ob, oa));
   const __m128 hi = _mm_max_ps(oc, _mm_max_ps(ob, oa));
-  const __m128 margin = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(1e-3f), _mm_sub_ps(hi, lo)), slack);
-  const __m128 negMargin = _mm_xor_ps(margin, _mm_set1_ps(-0.0f));
+  const __m128 margin = _mm_add_ps(_mm_mul_ps(spread, _mm_sub_ps(hi, lo)), slack);
+  const __m128 negMargin = _mm_xor_ps(margin, sign);
   const __m128 apart = _mm_or_ps(_mm_cmpgt_ps(lo, margin), _mm_cmplt_ps(hi, negMargin));
   return (_mm_movemask_ps(apart) & 3) == 0;
 }
@@ -362,9 +370,11 @@ void lineHits(const Sheet3D& sheet, const trianglemath::LineQuery& line, const L
     offsets = scratch.floats(2 * static_cast<std::size_t>(n));
     slack = reach.slackFor(reach.offsets(v, n, offsets));
   }
+  const __m128 spread = _mm_set1_ps(1e-3f);
+  const __m128 sign = _mm_set1_ps(-0.0f);
   for (int t = 0; t < numTriangles; ++t, corners += 3) {
     if (!indicesValid(corners, n)) continue;
-    if (skipping && !LineReach::mayPierce(offsets, corners, slack)) continue;
+    if (skipping && !LineReach::mayPierce(offsets, corners, slack, spread, sign)) continue;
     const Sheet3D::Vertex& a = v[corners[0]];
     const Sheet3D::Vertex& b = v[corners[1]];
     const Sheet3D::Vertex& c = v[corners[2]];

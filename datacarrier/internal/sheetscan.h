@@ -63,13 +63,16 @@ struct LineReach {
   // The slack of the rejection for vertex coordinates up to the given magnitude.
   __m128 slackFor(float magnitude) const;
   // False only when all three corners lie on one side of the line, by more than a thousandth of
-  // their spread plus the slack, in one of the two offsets.
-  static bool mayPierce(const float* offsets, const int* corners, __m128 slack);
+  // their spread plus the slack, in one of the two offsets. spread holds 1e-3 and sign -0.0 in
+  // every lane (made once per loop).
+  static bool mayPierce(const float* offsets, const int* corners, __m128 slack, __m128 spread,
+                        __m128 sign);
 
   double p0[3];
   double slope[2];
   int axis;
-  bool usable;  // false for a line without direction or with non-finite numbers: test everything
+  bool usable;  // false for a line without direction, or with numbers non-finite or beyond the
+                // float range: test everything
 };
 
 // Appends every hit of the line on the sheet as Sheet3D::findLineIntersections does: (t, position
