@@ -141,10 +141,8 @@ bool Sheet3D::intersectsBox(const std::vector<double>& box) const {
   if (!valid_ || !box_.intersects(BoundingBox3D(box[0], box[1], box[2], box[3], box[4], box[5]))) {
     return false;
   }
-  const segmentmath::CenteredBox<3> query(box.data());
-  return anyTriangle(vertices_, triangles_, [&](const Vertex& a, const Vertex& b, const Vertex& c) {
-    return trianglemath::boxMeetsTriangle(query, a, b, c);
-  });
+  sheetscan::Scratch scratch;
+  return sheetscan::meetsBox(*this, segmentmath::CenteredBox<3>(box.data()), scratch);
 }
 
 bool Sheet3D::boxTriangleIntersect(const std::vector<double>& box, const Vertex& a, const Vertex& b,
@@ -473,6 +471,32 @@ bool closest(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch&
     if (!indicesValid(corners, n)) continue;
     if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
     if (test(corners)) return true;
+  }
+  return false;
+}
+
+bool meetsBox(const Sheet3D& sheet, const segmentmath::CenteredBox<3>& box, Scratch& scratch) {
+  const int n = sheet.getNumberOfVertices();
+  const Sheet3D::Vertex* v = sheet.getVertexArray();
+  const int* corners = sheet.getTriangleArray();
+  const int numTriangles = sheet.getNumberOfTriangles();
+  // Three corners beyond one face of the box: the test's own first rejection, which the codes
+  // repeat with the faces moved out by far more than its rounding.
+  const unsigned char* codes = nullptr;
+  if (numTriangles >= kCodedMinimum) {
+    double reach[3];
+    for (int k = 0; k < 3; ++k)
+      reach[k] = box.half[k] + 1e-12 * (std::fabs(box.centre[k]) + std::fabs(box.half[k]));
+    unsigned char* out = scratch.bytes(static_cast<std::size_t>(n));
+    vertexcodes::sideCodes(vertexcodes::SideLimits(box.centre, reach), v, n, out);
+    codes = out;
+  }
+  for (int t = 0; t < numTriangles; ++t, corners += 3) {
+    if (!indicesValid(corners, n)) continue;
+    if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
+    if (trianglemath::boxMeetsTriangle(box, v[corners[0]], v[corners[1]], v[corners[2]])) {
+      return true;
+    }
   }
   return false;
 }

@@ -755,14 +755,15 @@ TEST(Sheet3DScans, SkippingNeverChangesAnAnswer) {
 TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
   // Sheets of 63 triangles far from the query and one lying within rounding of the answer's
   // edge: just beside the circle of a cylinder (in a narrow arc about an axis, where quick
-  // rejections bite, or anywhere), or with an edge just beside a line within the tolerance band.
+  // rejections bite, or anywhere) and so beside a face of the box around it, or with an edge
+  // just beside a line within the tolerance band.
   // The sheet's answer must be that triangle's own, from the full test: for the cylinder, also
   // without the triangle test's own quick rejection of projections beyond the radius (which a
   // NaN margin disables).
   namespace tm = nkdatacarrier::trianglemath;
   std::mt19937 rng(99);
   std::uniform_real_distribution<double> unit(-1.0, 1.0);
-  int meets = 0, pierced = 0;
+  int meets = 0, pierced = 0, boxed = 0;
   for (int i = 0; i < 100000; ++i) {
     const double scale = std::ldexp(1.0, static_cast<int>(rng() % 60) - 30);
     const double r = scale * (0.5 + 0.5 * std::fabs(unit(rng)));
@@ -805,6 +806,13 @@ TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
       const bool want = tm::cylinderMeetsTriangle(full, vertices[0], vertices[1], vertices[2]);
       ASSERT_EQ(s.intersectsCylinder({0, 0, 0}, {0, 0, 1}, r, scale, -scale), want) << i;
       meets += want;
+      // The box around the cylinder, whose faces the triangle lies just beside.
+      const std::vector<double> box = {-r, r, -r, r, -scale, scale};
+      const bool inBox =
+          tm::boxMeetsTriangle(nkdatacarrier::segmentmath::CenteredBox<3>(box.data()), vertices[0],
+                               vertices[1], vertices[2]);
+      ASSERT_EQ(s.intersectsBox(box), inBox) << i;
+      boxed += inBox;
     } else {
       const double p0[3] = {0, 0, -scale}, p1[3] = {0, 0, scale};
       tm::LineHit hit;
@@ -822,4 +830,6 @@ TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
   EXPECT_LT(meets, 45000);
   EXPECT_GT(pierced, 5000);
   EXPECT_LT(pierced, 45000);
+  EXPECT_GT(boxed, 5000);
+  EXPECT_LT(boxed, 45000);
 }

@@ -95,6 +95,9 @@ void sample(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch& 
 bool closest(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch& search,
              double bound, Scratch& scratch);
 
+// Whether some triangle of the valid sheet overlaps the box (trianglemath::boxMeetsTriangle).
+bool meetsBox(const Sheet3D& sheet, const segmentmath::CenteredBox<3>& box, Scratch& scratch);
+
 // Whether some triangle of the valid sheet meets the cylinder.
 bool meetsCylinder(const Sheet3D& sheet, const trianglemath::CylinderQuery& cylinder,
                    Scratch& scratch);
