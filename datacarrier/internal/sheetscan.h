@@ -1,11 +1,11 @@
 // Scans of one sheet's triangles for the queries that visit every triangle: the line pick, the
-// closest point and the cylinder test. Each scan first looks at the sheet's vertices once,
-// against the query (offsets from the line, sides of a distance bound, slab and sides of the
-// cylinder), and then skips the triangles whose three corners prove that testing them could not
-// change the answer; the rest it tests with the per-triangle arithmetic of trianglemath.h, in
-// triangle order. The answers are therefore those of testing every triangle, to the last bit and
-// in the same order. Sheet3D's queries and the 3D draw geometry's queries over many sheets both
-// run these scans. Internal to the library.
+// closest point, the box and the cylinder test. Each scan first looks at the sheet's vertices
+// once, against the query (offsets from the line, sides of a distance bound, faces of the box,
+// slab and sides of the cylinder), and then skips the triangles whose three corners prove that
+// testing them could not change the answer; the rest it tests with the per-triangle arithmetic of
+// trianglemath.h, in triangle order. The answers are therefore those of testing every triangle, to
+// the last bit and in the same order. Sheet3D's queries and the 3D draw geometry's queries over
+// many sheets both run these scans. Internal to the library.
 //
 // The margins of the skipping follow the magnitude of the coordinates actually present: the
 // sheet's stored box only gives a first guess, which the vertex pass checks.
