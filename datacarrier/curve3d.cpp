@@ -222,20 +222,7 @@ void Curve3D::findPlaneIntersections(const Array<double, 1>& point, const Array<
   const double n[3] = {normal[0], normal[1], normal[2]};
   const double offset = n[0] * point[0] + n[1] * point[1] + n[2] * point[2];
   // The tolerance follows the curve's largest extent (differences of floats, then widened).
-  double extent = 0.0;
-  if (!vertices_.empty()) {
-    float lo[3] = {vertices_[0].x, vertices_[0].y, vertices_[0].z};
-    float hi[3] = {lo[0], lo[1], lo[2]};
-    for (const Vertex& v : vertices_) {
-      const float* c = segmentmath::xyzOf(v);
-      for (int k = 0; k < 3; ++k) {
-        lo[k] = std::min(lo[k], c[k]);
-        hi[k] = std::max(hi[k], c[k]);
-      }
-    }
-    for (int k = 0; k < 3; ++k)
-      extent = std::max(extent, double(float(hi[k] - lo[k])));
-  }
+  const double extent = vertexcodes::largestExtent(vertices_.data(), vertices_.size());
   const double tol = 1e-7 * (extent > 0.0 ? extent : 1.0);
   auto distance = [&](const Vertex& v) {
     return n[0] * double(v.x) + n[1] * double(v.y) + n[2] * double(v.z) - offset;

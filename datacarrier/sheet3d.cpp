@@ -219,20 +219,7 @@ void Sheet3D::findPlaneIntersections(const Array<double, 1>& point, const Array<
 
   // The tolerance follows the sheet's largest extent (differences of floats, then widened), not
   // the normal's length.
-  double extent = 0.0;
-  if (!vertices_.empty()) {
-    float lo[3] = {vertices_[0].x, vertices_[0].y, vertices_[0].z};
-    float hi[3] = {lo[0], lo[1], lo[2]};
-    for (const Vertex& v : vertices_) {
-      const float* c = segmentmath::xyzOf(v);
-      for (int k = 0; k < 3; ++k) {
-        lo[k] = std::min(lo[k], c[k]);
-        hi[k] = std::max(hi[k], c[k]);
-      }
-    }
-    for (int k = 0; k < 3; ++k)
-      extent = std::max(extent, double(float(hi[k] - lo[k])));
-  }
+  const double extent = vertexcodes::largestExtent(vertices_.data(), vertices_.size());
   const double pt[3] = {point[0], point[1], point[2]};
   const double n[3] = {normal[0], normal[1], normal[2]};
   const trianglemath::PlaneQuery plane(pt, n, 1e-7 * (extent > 0.0 ? extent : 1.0));

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include "datacarrier/boundingbox3d.h"
 
@@ -60,6 +61,27 @@ inline float magnitudeOf(const V* v, int n) {
   for (; i < n; ++i)
     m0 = _mm_max_ps(absoluteXyz(v[i]), m0);
   return largestLane(_mm_max_ps(_mm_max_ps(m0, m1), _mm_max_ps(m2, m3)));
+}
+
+// The largest side of the vertices' box, each side the difference of two floats rounded to a
+// float and widened (NaN coordinates ignored by std::min and std::max after the first vertex);
+// 0 without vertices. The plane cuts scale their tolerance with it.
+template <typename V>
+inline double largestExtent(const V* v, std::size_t n) {
+  if (n == 0) return 0.0;
+  float lo[3] = {v[0].x, v[0].y, v[0].z};
+  float hi[3] = {lo[0], lo[1], lo[2]};
+  for (std::size_t i = 0; i < n; ++i) {
+    const float c[3] = {v[i].x, v[i].y, v[i].z};
+    for (int k = 0; k < 3; ++k) {
+      lo[k] = std::min(lo[k], c[k]);
+      hi[k] = std::max(hi[k], c[k]);
+    }
+  }
+  double extent = 0.0;
+  for (int k = 0; k < 3; ++k)
+    extent = std::max(extent, double(float(hi[k] - lo[k])));
+  return extent;
 }
 
 // The largest coordinate of a box in absolute value: a first guess at the magnitude of the
