@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include "datacarrier/boundingbox3d.h"
 
@@ -106,14 +108,28 @@ inline double boxReach(const BoundingBox3D& box, const double* p) {
   return sum;
 }
 
+// The float next to f towards +infinity (up) or -infinity, for f not NaN and not already the
+// infinity it moves to: one step of the bit pattern, as std::nextafter does, without its call.
+inline float floatStep(float f, bool up) {
+  std::uint32_t bits;
+  std::memcpy(&bits, &f, sizeof bits);
+  if ((bits & 0x7fffffffu) == 0) {
+    bits = up ? 1u : 0x80000001u;  // from either zero to the smallest subnormal
+  } else {
+    const bool negative = (bits >> 31) != 0;
+    bits = negative == up ? bits - 1 : bits + 1;
+  }
+  std::memcpy(&f, &bits, sizeof f);
+  return f;
+}
 // x as a float rounded up, or down.
 inline float floatUp(double x) {
   const float f = float(x);
-  return double(f) < x ? std::nextafter(f, HUGE_VALF) : f;
+  return double(f) < x ? floatStep(f, true) : f;
 }
 inline float floatDown(double x) {
   const float f = float(x);
-  return double(f) > x ? std::nextafter(f, -HUGE_VALF) : f;
+  return double(f) > x ? floatStep(f, false) : f;
 }
 
 // p - r and p + r on each axis as floats rounded outwards, in the x, y, z lanes of lo and hi;
