@@ -7,7 +7,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <future>
 #include <limits>
+#include <system_error>
+#include <thread>
 #include <type_traits>
 #include <utility>
 
@@ -15,6 +18,7 @@
 #include "datacarrier/internal/pointinsolid.h"
 #include "datacarrier/internal/segmentmath.h"
 #include "datacarrier/internal/trianglemath.h"
+#include "datacarrier/internal/vertexcodes.h"
 #include "datacarrier/renderdrawgeom3d.h"
 
 // The tree is a flat bounding-volume hierarchy over the triangles of all valid sheets, built
@@ -39,6 +43,9 @@ namespace nkdatacarrier {
 namespace {
 
 constexpr int kLeafSize = 4;
+// The build runs on at most kMaxThreads threads, and only from kThreadTriangles triangles on.
+constexpr int kMaxThreads = 64;
+constexpr int kThreadTriangles = 1 << 16;
 // Depth of the binary tree: at most 32 cost-driven splits, then halvings (at most 31); the
 // four-wide tree is no deeper and a visit pops one entry and pushes at most four.
 constexpr int kStackSize = 4 * 64;
@@ -53,8 +60,9 @@ struct TriRef {
 struct Node {
   float lo[3];
   float hi[3];
-  // Leaf: first triangle and count (> 0). Inner node: count 0, first = right child; the left
-  // child follows the node.
+  // Leaf: first triangle and count (> 0); first is the prim's position while the tree is built,
+  // then the leaf's first place in the tree's triangle list. Inner node: count 0, first = right
+  // child; the left child follows the node.
   int first;
   int count;
 };
@@ -94,16 +102,26 @@ struct alignas(64) Node4 {
 static_assert(sizeof(Node4) == 64, "a node fills one cache line");
 static_assert(offsetof(Node4, origin) == 0, "the walk reads the origin from the node's start");
 
-// The largest float not above v, and the smallest not below.
-float floatDown(double v) {
-  float f = static_cast<float>(v);
-  if (double(f) > v) f = std::nextafter(f, -std::numeric_limits<float>::infinity());
-  return f;
-}
-float floatUp(double v) {
-  float f = static_cast<float>(v);
-  if (double(f) < v) f = std::nextafter(f, std::numeric_limits<float>::infinity());
-  return f;
+using vertexcodes::floatDown;
+using vertexcodes::floatUp;
+
+// Runs body(0) to body(tasks - 1), all but the first on threads of their own, and waits for
+// all of them; the first exception thrown reaches the caller. A task whose thread cannot be
+// started runs on the calling thread.
+template <class Body>
+void forEachTask(int tasks, const Body& body) {
+  std::vector<std::future<void>> others;
+  others.reserve(static_cast<std::size_t>(std::max(0, tasks - 1)));
+  for (int t = 1; t < tasks; ++t) {
+    try {
+      others.push_back(std::async(std::launch::async, [&body, t] { body(t); }));
+    } catch (const std::system_error&) {
+      body(t);
+    }
+  }
+  body(0);
+  for (std::future<void>& other : others)
+    other.get();
 }
 
 }  // namespace
@@ -117,7 +135,7 @@ struct RenderDrawGeom3DIndex::Tree {
   // The corner positions of each leaf's triangles, copied from the sheets so that a query reads
   // a leaf from one place: per leaf 36 floats, corner a x, y, z, corner b x, y, z, corner c x,
   // y, z, each as four lanes (one per triangle).
-  std::vector<float> positions;
+  std::unique_ptr<float[]> positions;
   std::vector<TriRef> always;  // in sheet order, then triangle order
   // The largest magnitude of a node bound (infinite when a bound overflowed, zero when empty).
   double reach = 0.0;
@@ -173,15 +191,19 @@ struct Prim {
 // Builds the binary tree top down. A range splits where the surface-area cost, over kBins bins
 // of the box centres along their widest axis, is least (a split whose sides overlap less is
 // worth more to every query), partitioning prims in place; a range of at most kSahBelow
-// triangles, one without such a split, or one deeper than kSahDepth splits at the median
-// centre along the widest axis, which halves it. The tree is thus at most kSahDepth + 31 levels
-// deep.
+// triangles, one without such a split, or one deeper than kSahDepth splits at the median centre
+// along the widest axis, which halves it. The tree is thus at most kSahDepth + 31 levels deep.
+// Above splitDepth, the right side of a large range is built on a thread of its own into a node
+// list of its own, then appended: the nodes come out as one thread would lay them out.
 struct SahBuilder {
   static constexpr int kBins = 16;
   static constexpr int kSahBelow = 16;
   static constexpr int kSahDepth = 32;
-  std::vector<Prim>& prims;
+  static constexpr int kThreadRange = 1 << 15;  // the smallest range split between threads
+  static constexpr int kInCache = 1 << 16;      // the largest range partitioned without branches
+  Prim* prims;
   std::vector<Node>& nodes;
+  int splitDepth;
 
   static float halfArea(__m128 lo, __m128 hi) {
     float d[4];
@@ -216,8 +238,27 @@ struct SahBuilder {
             int depth) {
     const int index = static_cast<int>(nodes.size());
     nodes.push_back(Node());
-    build(begin, split, lcLo, lcHi, depth + 1);
-    const int r = build(split, end, rcLo, rcHi, depth + 1);
+    int r;
+    if (depth < splitDepth && end - begin >= kThreadRange) {
+      std::vector<Node> right;
+      right.reserve(2 * std::size_t((end - split) / kLeafSize + 1));
+      SahBuilder other{prims, right, splitDepth};
+      forEachTask(2, [&](int t) {
+        if (t == 0)
+          build(begin, split, lcLo, lcHi, depth + 1);
+        else
+          other.build(split, end, rcLo, rcHi, depth + 1);
+      });
+      r = static_cast<int>(nodes.size());
+      nodes.reserve(nodes.size() + right.size());
+      for (Node m : right) {
+        if (m.count == 0) m.first += r;
+        nodes.push_back(m);
+      }
+    } else {
+      build(begin, split, lcLo, lcHi, depth + 1);
+      r = build(split, end, rcLo, rcHi, depth + 1);
+    }
     Node& node = nodes[index];
     node.first = r;
     node.count = 0;
@@ -254,23 +295,26 @@ struct SahBuilder {
     float extent;
     const int axis = widest(cLo, cHi, &extent);
     const int mid = begin + (end - begin) / 2;
-    std::nth_element(prims.begin() + begin, prims.begin() + mid, prims.begin() + end,
-                     [axis](const Prim& x, const Prim& y) {
-                       return x.lo[axis] + x.hi[axis] < y.lo[axis] + y.hi[axis];
-                     });
+    std::nth_element(prims + begin, prims + mid, prims + end, [axis](const Prim& x, const Prim& y) {
+      return x.lo[axis] + x.hi[axis] < y.lo[axis] + y.hi[axis];
+    });
     __m128 lcLo, lcHi, rcLo, rcHi;
     centres(begin, mid, lcLo, lcHi);
     centres(mid, end, rcLo, rcHi);
     return inner(begin, mid, end, lcLo, lcHi, rcLo, rcHi, depth);
   }
 
-  // cLo, cHi: the bounds of lo + hi (twice the centres) over the range.
+  // cLo, cHi: the bounds of lo + hi (twice the centres) over the range, or over a sample of it
+  // (a centre beyond them falls into the outermost bin).
   int build(int begin, int end, __m128 cLo, __m128 cHi, int depth) {
     if (end - begin <= kLeafSize) return leaf(begin, end);
     if (end - begin <= kSahBelow || depth >= kSahDepth) return median(begin, end, cLo, cHi, depth);
     float extent;
     const int axis = widest(cLo, cHi, &extent);
-    if (!(extent > 0.0f) || !std::isfinite(extent)) return median(begin, end, cLo, cHi, depth);
+    if (!(extent > 0.0f) || !std::isfinite(extent)) {
+      centres(begin, end, cLo, cHi);  // the bounds may be a sample's
+      return median(begin, end, cLo, cHi, depth);
+    }
     float base[4];
     _mm_storeu_ps(base, cLo);
     const float from = base[axis];
@@ -281,105 +325,130 @@ struct SahBuilder {
     };
     const __m128 inf = _mm_set1_ps(std::numeric_limits<float>::infinity());
     const __m128 minf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
-    // Two sets of bins, filled alternately so that neighbours (often in the same bin) do not
-    // wait on each other; a large range is binned from a sample of about 2^16 triangles.
-    const int stride = std::max(1, (end - begin) >> 16);
-    int count[2][kBins] = {};
-    __m128 lo[2][kBins], hi[2][kBins];
-    for (int b = 0; b < kBins; ++b) {
-      lo[0][b] = lo[1][b] = inf;
-      hi[0][b] = hi[1][b] = minf;
+    // Per bin: the count, the box and the centre bounds (of lo + hi). Two sets of bins, filled
+    // alternately so that neighbours (often in the same bin) do not wait on each other; a large
+    // range is binned from a sample of about 2^16 triangles.
+    struct Bins {
+      int count[kBins];
+      __m128 lo[kBins], hi[kBins], cLo[kBins], cHi[kBins];
+    };
+    Bins bins[2];
+    for (Bins& set : bins) {
+      for (int k = 0; k < kBins; ++k) {
+        set.count[k] = 0;
+        set.lo[k] = set.cLo[k] = inf;
+        set.hi[k] = set.cHi[k] = minf;
+      }
     }
+    auto add = [&](Bins& set, const Prim& p) {
+      const int k = binOf(p);
+      const __m128 lo = lowOf(p);
+      const __m128 hi = highOf(p);
+      const __m128 c = _mm_add_ps(lo, hi);
+      ++set.count[k];
+      set.lo[k] = _mm_min_ps(set.lo[k], lo);
+      set.hi[k] = _mm_max_ps(set.hi[k], hi);
+      set.cLo[k] = _mm_min_ps(set.cLo[k], c);
+      set.cHi[k] = _mm_max_ps(set.cHi[k], c);
+    };
+    const int stride = std::max(1, (end - begin) >> 11);
     int i = begin;
     for (; i + stride < end; i += 2 * stride) {
-      const Prim& p = prims[i];
-      const Prim& q = prims[i + stride];
-      const int b = binOf(p);
-      const int c = binOf(q);
-      ++count[0][b];
-      ++count[1][c];
-      lo[0][b] = _mm_min_ps(lo[0][b], lowOf(p));
-      hi[0][b] = _mm_max_ps(hi[0][b], highOf(p));
-      lo[1][c] = _mm_min_ps(lo[1][c], lowOf(q));
-      hi[1][c] = _mm_max_ps(hi[1][c], highOf(q));
+      add(bins[0], prims[i]);
+      add(bins[1], prims[i + stride]);
     }
-    if (i < end) {
-      const int b = binOf(prims[i]);
-      ++count[0][b];
-      lo[0][b] = _mm_min_ps(lo[0][b], lowOf(prims[i]));
-      hi[0][b] = _mm_max_ps(hi[0][b], highOf(prims[i]));
-    }
+    if (i < end) add(bins[0], prims[i]);
+    Bins& bin = bins[0];
     int total = 0;
-    for (int b = 0; b < kBins; ++b) {
-      count[0][b] += count[1][b];
-      total += count[0][b];
-      lo[0][b] = _mm_min_ps(lo[0][b], lo[1][b]);
-      hi[0][b] = _mm_max_ps(hi[0][b], hi[1][b]);
+    for (int k = 0; k < kBins; ++k) {
+      bin.count[k] += bins[1].count[k];
+      total += bin.count[k];
+      bin.lo[k] = _mm_min_ps(bin.lo[k], bins[1].lo[k]);
+      bin.hi[k] = _mm_max_ps(bin.hi[k], bins[1].hi[k]);
+      bin.cLo[k] = _mm_min_ps(bin.cLo[k], bins[1].cLo[k]);
+      bin.cHi[k] = _mm_max_ps(bin.cHi[k], bins[1].cHi[k]);
     }
-    // Cost of splitting after bin b: area times count on either side.
+    // Cost of splitting after bin k: area times count on either side.
     float rightCost[kBins];
     __m128 l = inf, h = minf;
     int n = 0;
-    for (int b = kBins - 1; b > 0; --b) {
-      n += count[0][b];
-      l = _mm_min_ps(l, lo[0][b]);
-      h = _mm_max_ps(h, hi[0][b]);
-      rightCost[b] = n ? halfArea(l, h) * float(n) : 0.0f;
+    for (int k = kBins - 1; k > 0; --k) {
+      n += bin.count[k];
+      l = _mm_min_ps(l, bin.lo[k]);
+      h = _mm_max_ps(h, bin.hi[k]);
+      rightCost[k] = n ? halfArea(l, h) * float(n) : 0.0f;
     }
     int best = -1;
     float bestCost = std::numeric_limits<float>::infinity();
     l = inf;
     h = minf;
     n = 0;
-    for (int b = 0; b + 1 < kBins; ++b) {
-      n += count[0][b];
-      l = _mm_min_ps(l, lo[0][b]);
-      h = _mm_max_ps(h, hi[0][b]);
+    for (int k = 0; k + 1 < kBins; ++k) {
+      n += bin.count[k];
+      l = _mm_min_ps(l, bin.lo[k]);
+      h = _mm_max_ps(h, bin.hi[k]);
       if (n == 0 || n == total) continue;
-      const float cost = halfArea(l, h) * float(n) + rightCost[b + 1];
+      const float cost = halfArea(l, h) * float(n) + rightCost[k + 1];
       if (cost < bestCost) {
         bestCost = cost;
-        best = b;
+        best = k;
       }
     }
-    if (best < 0) return median(begin, end, cLo, cHi, depth);
-    // Partition in place, with the centre bounds of both sides.
-    __m128 lcLo = inf, lcHi = minf, rcLo = inf, rcHi = minf;
-    auto toLeft = [&](const Prim& p) {
-      const __m128 c = _mm_add_ps(lowOf(p), highOf(p));
-      lcLo = _mm_min_ps(lcLo, c);
-      lcHi = _mm_max_ps(lcHi, c);
-    };
-    auto toRight = [&](const Prim& p) {
-      const __m128 c = _mm_add_ps(lowOf(p), highOf(p));
-      rcLo = _mm_min_ps(rcLo, c);
-      rcHi = _mm_max_ps(rcHi, c);
-    };
-    // From both ends, swapping only the pairs on the wrong sides.
-    i = begin;
-    int j = end - 1;
-    for (;;) {
-      while (i <= j && binOf(prims[i]) <= best)
-        toLeft(prims[i++]);
-      while (i <= j && binOf(prims[j]) > best)
-        toRight(prims[j--]);
-      if (i >= j) break;
-      std::swap(prims[i], prims[j]);
-      toLeft(prims[i++]);
-      toRight(prims[j--]);
+    if (best < 0) {
+      centres(begin, end, cLo, cHi);
+      return median(begin, end, cLo, cHi, depth);
     }
-    return inner(begin, i, end, lcLo, lcHi, rcLo, rcHi, depth);
+    __m128 lcLo = inf, lcHi = minf, rcLo = inf, rcHi = minf;
+    for (int k = 0; k < kBins; ++k) {
+      __m128& lo = k <= best ? lcLo : rcLo;
+      __m128& hi = k <= best ? lcHi : rcHi;
+      lo = _mm_min_ps(lo, bin.cLo[k]);
+      hi = _mm_max_ps(hi, bin.cHi[k]);
+    }
+    // Partition in place. A range that fits the core's cache goes element by element, each
+    // swapped with the first of the right side and the boundary moved by the element's side,
+    // without a branch on the side; a larger one from both ends, swapping only the pairs on the
+    // wrong sides, which writes less.
+    int left = begin;
+    if (end - begin <= kInCache) {
+      for (int j = begin; j < end; ++j) {
+        const Prim p = prims[j];
+        const int toLeft = binOf(p) <= best;
+        prims[j] = prims[left];
+        prims[left] = p;
+        left += toLeft;
+      }
+    } else {
+      int right = end - 1;
+      for (;;) {
+        while (left <= right && binOf(prims[left]) <= best)
+          ++left;
+        while (left <= right && binOf(prims[right]) > best)
+          --right;
+        if (left >= right) break;
+        std::swap(prims[left++], prims[right--]);
+      }
+    }
+    // A sampled split may leave one side empty: then the range halves at its median.
+    if (left == begin || left == end) {
+      centres(begin, end, cLo, cHi);
+      return median(begin, end, cLo, cHi, depth);
+    }
+    return inner(begin, left, end, lcLo, lcHi, rcLo, rcHi, depth);
   }
 };
 
 // Collapses the binary tree into the four-wide one: each four-wide node takes the two children
-// of a binary node and keeps opening its largest inner child until it holds four.
+// of a binary node and keeps opening its largest inner child until it holds four. With
+// parallel, the root's inner children are collapsed on threads of their own into node lists of
+// their own, appended in order: the nodes come out as one thread would lay them out.
 Node4 quantize(const WideNode& w, double& reach);
 
 struct Collapser {
   const std::vector<Node>& in;
   std::vector<Node4>& out;
   double reach;  // grows to the largest magnitude of a decoded bound
+  int threads;   // the most threads the root's collapse may use
 
   static float halfArea(const Node& n) {
     const float dx = n.hi[0] - n.lo[0], dy = n.hi[1] - n.lo[1], dz = n.hi[2] - n.lo[2];
@@ -388,6 +457,7 @@ struct Collapser {
 
   // The four-wide node over the children of binary node n; a leaf n becomes the only child.
   int collapse(int n) {
+    const bool parallel = threads > 1 && n == 0 && in.size() >= std::size_t(kThreadTriangles) / 2;
     int slots[4];
     int used = 0;
     if (in[n].count > 0) {
@@ -428,7 +498,31 @@ struct Collapser {
       }
       node.count[k] = c.count;
       node.child[k] = c.first;
-      if (c.count == 0) node.child[k] = collapse(slots[k]);
+      if (c.count == 0 && !parallel) node.child[k] = collapse(slots[k]);
+    }
+    if (parallel) {
+      std::vector<Node4> below[4];
+      double reaches[4] = {};
+      const int tasks = std::min(threads, used);
+      forEachTask(tasks, [&](int t) {
+        for (int k = t; k < used; k += tasks) {
+          if (in[slots[k]].count != 0) continue;
+          Collapser part{in, below[k], 0.0, 1};
+          part.collapse(slots[k]);
+          reaches[k] = part.reach;
+        }
+      });
+      for (int k = 0; k < used; ++k) {
+        if (below[k].empty()) continue;
+        const int offset = static_cast<int>(out.size());
+        node.child[k] = offset;
+        reach = std::max(reach, reaches[k]);
+        for (Node4 m : below[k]) {
+          for (int j = 0; j < 4; ++j)
+            if (m.count[j] == 0) m.child[j] += offset;
+          out.push_back(m);
+        }
+      }
     }
     out[index] = quantize(node, reach);
     return index;
@@ -464,17 +558,20 @@ Node4 quantize(const WideNode& w, double& reach) {
     n.exponent[a] = static_cast<std::int8_t>(e);
     while (n.origin[a] + 255.0f * n.scale(a) < hi)
       n.exponent[a] = static_cast<std::int8_t>(++e);
-    const double step = std::ldexp(1.0, e);
+    const double perStep = std::ldexp(1.0, -e);  // a power of two: multiplying by it is exact
     for (int k = 0; k < 4; ++k) {
       if (w.count[k] < 0) {
         n.q[a][k] = 255;
         n.q[3 + a][k] = 0;
         continue;
       }
-      const double l = std::floor((double(w.lo[a][k]) - double(lo)) / step);
-      const double h = std::ceil((double(w.hi[a][k]) - double(lo)) / step);
-      int ql = static_cast<int>(std::min(255.0, std::max(0.0, l)));
-      int qh = static_cast<int>(std::min(255.0, std::max(0.0, h)));
+      // The grid covers the node, so both lie in [0, 255] but for rounding; clamped there,
+      // truncation is the floor (and one more step where it cut something off, the ceiling).
+      const double l = std::min(255.0, std::max(0.0, (double(w.lo[a][k]) - double(lo)) * perStep));
+      const double h = std::min(255.0, std::max(0.0, (double(w.hi[a][k]) - double(lo)) * perStep));
+      int ql = static_cast<int>(l);
+      int qh = static_cast<int>(h);
+      if (double(qh) < h) ++qh;
       n.q[a][k] = static_cast<std::uint8_t>(ql);
       while (ql > 0 && n.lo(a, k) > w.lo[a][k])
         n.q[a][k] = static_cast<std::uint8_t>(--ql);
@@ -733,33 +830,25 @@ struct LineHit {
   double n[3];
 };
 
-}  // namespace
-
-RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
-    : geometry_(&geometry) {
-  auto tree = std::make_shared<Tree>();
-  const int nSheets = geometry.getNumberOfSheets();
-  tree->vertices.assign(nSheets, nullptr);
-  tree->triangles.assign(nSheets, nullptr);
-
-  std::size_t total = 0;
-  for (int k = 0; k < nSheets; ++k) {
+// The prims of the triangles at positions [from, to) of the sequence of all indexed sheets'
+// triangles (sheet k's are positions first[k] to first[k + 1] - 1), written from out on in that
+// order; a triangle whose box cannot be trusted is appended to aside instead. Returns the
+// number of prims written.
+std::size_t makePrims(const RenderDrawGeom3D& geometry, const std::vector<std::size_t>& first,
+                      std::size_t from, std::size_t to, Prim* out, std::vector<TriRef>& aside) {
+  std::size_t made = 0;
+  int k = static_cast<int>(std::upper_bound(first.begin(), first.end(), from) - first.begin()) - 1;
+  for (; from < to; ++k) {
+    const std::size_t sheetEnd = std::min(to, first[k + 1]);
+    if (sheetEnd <= from) continue;
     const Sheet3D& sheet = geometry.getSheet(k);
-    if (sheet.isValid() && sheet.getNumberOfTriangles() > 0) total += sheet.getNumberOfTriangles();
-  }
-  std::vector<Prim> prims;
-  prims.reserve(total);
-
-  for (int k = 0; k < nSheets; ++k) {
-    const Sheet3D& sheet = geometry.getSheet(k);
-    const int nTri = sheet.getNumberOfTriangles();
-    if (!sheet.isValid() || nTri <= 0) continue;
     const Sheet3D::Vertex* verts = sheet.getVertexArray();
     const int* idx = sheet.getTriangleArray();
     const int nVert = sheet.getNumberOfVertices();
-    tree->vertices[k] = verts;
-    tree->triangles[k] = idx;
-    for (int i = 0; i < nTri; ++i) {
+    const int i0 = static_cast<int>(from - first[k]);
+    const int i1 = static_cast<int>(sheetEnd - first[k]);
+    from = sheetEnd;
+    for (int i = i0; i < i1; ++i) {
       const int* tri = idx + 3 * std::ptrdiff_t(i);
       const int ia = tri[0], ib = tri[1], ic = tri[2];
       // A triangle naming a vertex the sheet does not have cannot be tested without reading
@@ -803,7 +892,7 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
         thin = !(std::sqrt(segmentmath::dot3(n, n)) > 1e-6 * longest2);
       }
       if (!finite || thin) {
-        tree->always.push_back({k, i});
+        aside.push_back({k, i});
         continue;
       }
       double ext = 0.0;
@@ -819,72 +908,118 @@ RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry)
       }
       // Near the largest float the grown box has no float bounds: tested on every query.
       if (!bounded) {
-        tree->always.push_back({k, i});
+        aside.push_back({k, i});
         continue;
       }
       Prim prim;
       std::copy(box, box + 3, prim.lo);
       std::copy(box + 3, box + 6, prim.hi);
       prim.ref = {k, i};
-      prims.push_back(prim);
+      out[made++] = prim;
     }
   }
+  return made;
+}
 
-  const std::size_t n = prims.size();
+}  // namespace
+
+RenderDrawGeom3DIndex::RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry, int threads)
+    : geometry_(&geometry) {
+  if (threads <= 0) threads = static_cast<int>(std::thread::hardware_concurrency());
+  threads = std::max(1, std::min(threads, kMaxThreads));
+  auto tree = std::make_shared<Tree>();
+  const int nSheets = geometry.getNumberOfSheets();
+  tree->vertices.assign(nSheets, nullptr);
+  tree->triangles.assign(nSheets, nullptr);
+
+  // The triangles of the indexed sheets as one sequence, cut into one piece per thread; each
+  // thread writes its prims where its piece starts, and the pieces are then moved together.
+  std::vector<std::size_t> first(std::size_t(nSheets) + 1, 0);
+  for (int k = 0; k < nSheets; ++k) {
+    const Sheet3D& sheet = geometry.getSheet(k);
+    std::size_t count = 0;
+    if (sheet.isValid() && sheet.getNumberOfTriangles() > 0) {
+      tree->vertices[k] = sheet.getVertexArray();
+      tree->triangles[k] = sheet.getTriangleArray();
+      count = std::size_t(sheet.getNumberOfTriangles());
+    }
+    first[k + 1] = first[k] + count;
+  }
+  const std::size_t total = first[nSheets];
+  // Left uninitialised: each thread touches the pages of its own piece first.
+  std::unique_ptr<Prim[]> prims(new Prim[total > 0 ? total : 1]);
+  const int pieces = total >= std::size_t(kThreadTriangles) ? threads : 1;
+  std::vector<std::size_t> made(pieces);
+  std::vector<std::vector<TriRef>> aside(pieces);
+  auto pieceStart = [&](int t) { return total * std::size_t(t) / std::size_t(pieces); };
+  forEachTask(pieces, [&](int t) {
+    made[t] = makePrims(geometry, first, pieceStart(t), pieceStart(t + 1), &prims[pieceStart(t)],
+                        aside[t]);
+  });
+  std::size_t n = 0;
+  for (int t = 0; t < pieces; ++t) {
+    if (n != pieceStart(t)) std::memmove(&prims[n], &prims[pieceStart(t)], made[t] * sizeof(Prim));
+    n += made[t];
+    tree->always.insert(tree->always.end(), aside[t].begin(), aside[t].end());
+  }
+
   std::vector<Node> binary;
   if (n > 0) {
     binary.reserve(2 * (n / kLeafSize + 1));
-    SahBuilder sah{prims, binary};
+    int splitDepth = 0;  // splits on threads: enough levels to give each thread a range
+    while ((1 << splitDepth) < threads)
+      ++splitDepth;
+    SahBuilder sah{prims.get(), binary, splitDepth};
     __m128 centreLo, centreHi;
     sah.centres(0, static_cast<int>(n), centreLo, centreHi);
     sah.build(0, static_cast<int>(n), centreLo, centreHi, 0);
+    // Leaves in tree order, each renumbered to start at a multiple of four.
+    tree->tris.reserve(n + n / 2 + 4);
+    for (Node& leaf : binary) {
+      if (leaf.count == 0) continue;
+      const int start = static_cast<int>(tree->tris.size());
+      for (int lane = 0; lane < 4; ++lane)
+        tree->tris.push_back(prims[leaf.first + (lane < leaf.count ? lane : 0)].ref);
+      leaf.first = start;
+    }
     tree->nodes.reserve(binary.size() / 3 + 1);
-    Collapser collapser{binary, tree->nodes, 0.0};
+    Collapser collapser{binary, tree->nodes, 0.0, threads};
     collapser.collapse(0);
     tree->reach = collapser.reach;
   }
   tree->indexed = static_cast<int>(n);
-  tree->tris.reserve(n + n / 2 + 4);
-  tree->positions.reserve(9 * (n + n / 2 + 4));
-  // Leaves in tree order, each renumbered to start at a multiple of four.
-  std::vector<int> leafStart(n + 1, -1);
-  for (std::size_t j = 0; j < binary.size(); ++j) {
-    if (binary[j].count > 0) leafStart[binary[j].first] = static_cast<int>(tree->tris.size());
-    for (int lane = 0; lane < 4 && binary[j].count > 0; ++lane) {
-      const int pos = binary[j].first + (lane < binary[j].count ? lane : 0);
-      const TriRef r = prims[pos].ref;
-      tree->tris.push_back(r);
-    }
-  }
-  tree->positions.resize(9 * tree->tris.size());
   // The corners are read from the sheets in tree order, far apart: the indices of the triangles
-  // 64 places ahead and the vertices of those 32 places ahead are fetched early.
+  // 64 places ahead and the vertices of those 32 places ahead are fetched early. Each thread
+  // copies a run of leaves (and touches its pages first).
   const std::size_t slots = tree->tris.size();
-  for (std::size_t b = 0; 4 * b < slots; ++b) {
-    for (std::size_t t = 4 * b + 64; t < 4 * b + 68 && t < slots; ++t) {
-      const TriRef& r = tree->tris[t];
-      _mm_prefetch(
-          reinterpret_cast<const char*>(tree->triangles[r.sheet] + 3 * std::ptrdiff_t(r.tri)),
-          _MM_HINT_T0);
-    }
-    for (std::size_t t = 4 * b + 32; t < 4 * b + 36 && t < slots; ++t) {
-      for (int c = 0; c < 3; ++c)
-        _mm_prefetch(reinterpret_cast<const char*>(&tree->vertex(tree->tris[t], c)), _MM_HINT_T0);
-    }
-    float* f = &tree->positions[36 * b];
-    for (int lane = 0; lane < 4; ++lane) {
-      const TriRef& r = tree->tris[4 * b + lane];
-      for (int c = 0; c < 3; ++c) {
-        const Sheet3D::Vertex& v = tree->vertex(r, c);
-        f[4 * (3 * c) + lane] = v.x;
-        f[4 * (3 * c + 1) + lane] = v.y;
-        f[4 * (3 * c + 2) + lane] = v.z;
+  const std::size_t leaves = slots / 4;
+  tree->positions.reset(new float[9 * slots + 1]);
+  const int runs = slots >= std::size_t(kThreadTriangles) ? threads : 1;
+  forEachTask(runs, [&](int t) {
+    const std::size_t to = leaves * std::size_t(t + 1) / std::size_t(runs);
+    for (std::size_t b = leaves * std::size_t(t) / std::size_t(runs); b < to; ++b) {
+      for (std::size_t i = 4 * b + 64; i < 4 * b + 68 && i < slots; ++i) {
+        const TriRef& r = tree->tris[i];
+        _mm_prefetch(
+            reinterpret_cast<const char*>(tree->triangles[r.sheet] + 3 * std::ptrdiff_t(r.tri)),
+            _MM_HINT_T0);
+      }
+      for (std::size_t i = 4 * b + 32; i < 4 * b + 36 && i < slots; ++i) {
+        for (int c = 0; c < 3; ++c)
+          _mm_prefetch(reinterpret_cast<const char*>(&tree->vertex(tree->tris[i], c)), _MM_HINT_T0);
+      }
+      float* f = &tree->positions[36 * b];
+      for (int lane = 0; lane < 4; ++lane) {
+        const TriRef& r = tree->tris[4 * b + lane];
+        for (int c = 0; c < 3; ++c) {
+          const Sheet3D::Vertex& v = tree->vertex(r, c);
+          f[4 * (3 * c) + lane] = v.x;
+          f[4 * (3 * c + 1) + lane] = v.y;
+          f[4 * (3 * c + 2) + lane] = v.z;
+        }
       }
     }
-  }
-  for (Node4& node : tree->nodes)
-    for (int k = 0; k < 4; ++k)
-      if (node.count[k] > 0) node.child[k] = leafStart[node.child[k]];
+  });
   tree_ = std::move(tree);
 }
 
@@ -978,7 +1113,7 @@ void RenderDrawGeom3DIndex::findLineIntersections(const std::vector<double>& p0,
       for (const Pending& p : many)
         f(p);
     };
-    fl.forEachReached(tree.nodes, tree.positions.data(), [&](int first, int count) {
+    fl.forEachReached(tree.nodes, tree.positions.get(), [&](int first, int count) {
       int mask = lanes.pierced(&tree.positions[9 * std::size_t(first)]) & ((1 << count) - 1);
       for (; mask; mask &= mask - 1) {
         const int i = first + __builtin_ctz(mask);

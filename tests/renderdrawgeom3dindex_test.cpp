@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "carrierstreamchecks.h"
+#include "datacarrier/internal/vertexcodes.h"
 #include "index3dmodels.h"
 
 #ifndef QV_INDEX_TEST_SCALE
@@ -35,7 +36,8 @@ bool sameBits(const std::vector<double>& a, const std::vector<double>& b) {
 // model and the query.
 class Differ {
  public:
-  Differ(const RenderDraw3D& g, const std::string& name) : g_(g), index_(g), name_(name) {
+  Differ(const RenderDraw3D& g, const std::string& name, int threads = 0)
+      : g_(g), index_(g, threads), name_(name) {
     for (int s = 0; s < g.getNumberOfSheets(); ++s)
       all_.push_back(s);
   }
@@ -109,8 +111,8 @@ class Differ {
 // through triangle centres from far away; points in the box, on and near the surface; random
 // candidate lists; random boxes and balls.
 void differential(const RenderDraw3D& g, const std::string& name, int nLines, int nPoints,
-                  int nSolidPoints, int nShapes) {
-  Differ d(g, name);
+                  int nSolidPoints, int nShapes, int threads = 0) {
+  Differ d(g, name, threads);
   std::mt19937_64 rng(12345);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   const nkdatacarrier::BoundingBox3D& b = g.getBoundingBox();
@@ -246,6 +248,10 @@ TEST(RenderDrawGeom3DIndex, AnswersAsTheGeometryOnGeneratedModels) {
                200 / kScale);
   differential(qvtest::cylinder(1.0f, 2.0f, 48), "cylinder", 3000 / kScale, 500 / kScale,
                100 / kScale, 100 / kScale);
+  // Large enough for every stage of the build to share the work among three threads (an odd
+  // number, so the pieces differ in size).
+  differential(qvtest::torus(3.0, 1.0, 4, 3, 60, 50), "torus on three threads", 1500 / kScale,
+               300 / kScale, 50 / kScale, 50 / kScale, 3);
 }
 
 // A torus of two sheets (R = 3, r = 1) scaled by s and moved by c: the node boxes are rounded
@@ -414,6 +420,29 @@ TEST(RenderDrawGeom3DIndex, KeepsTiesAndTheBoundary) {
             g.findClosestPoint({0.5, 0.5, 1.0}, {23, 22, 21, 20, 22}, r));
   EXPECT_TRUE(sameBits(q, r));
   EXPECT_EQ(&index.getGeometry(), &g);
+}
+
+// The boxes are rounded outwards by stepping the bit pattern: the same floats as nextafter, for
+// random doubles of every magnitude and sign, the zeros, the float range's ends and beyond it.
+TEST(OutwardRounding, StepsAsNextafter) {
+  std::mt19937_64 rng(7);
+  std::vector<double> xs = {0.0,      -0.0,         1e-50,         -1e-50,    1.4e-45,
+                            -1.4e-45, 3.4028234e38, -3.4028234e38, 3.5e38,    -3.5e38,
+                            1e300,    -1e300,       HUGE_VAL,      -HUGE_VAL, kNaN};
+  for (int i = 0; i < 200000; ++i) {
+    const double m = std::ldexp(std::uniform_real_distribution<double>(0.5, 1.0)(rng),
+                                std::uniform_int_distribution<int>(-160, 140)(rng));
+    xs.push_back(i % 2 ? m : -m);
+  }
+  for (const double x : xs) {
+    const float f = float(x);
+    const float up = double(f) < x ? std::nextafter(f, HUGE_VALF) : f;
+    const float down = double(f) > x ? std::nextafter(f, -HUGE_VALF) : f;
+    const float ours[2] = {nkdatacarrier::vertexcodes::floatUp(x),
+                           nkdatacarrier::vertexcodes::floatDown(x)};
+    ASSERT_EQ(std::memcmp(&ours[0], &up, sizeof up), 0) << x;
+    ASSERT_EQ(std::memcmp(&ours[1], &down, sizeof down), 0) << x;
+  }
 }
 
 }  // namespace
