@@ -22,8 +22,8 @@ class QVDATACARRIER_EXPORT RenderDrawGeom3DIndex {
  public:
   // Builds the index over every triangle of every valid sheet. A geometry without sheets, or
   // with invalid or empty sheets only, gives an index that answers like the geometry. A large
-  // geometry is indexed on up to threads threads, the calling one included (0: as many as the
-  // machine runs at once); the index comes out the same whatever their number.
+  // geometry is indexed on up to threads threads, the calling one included (0 or less: as many as
+  // the machine runs at once); the index comes out the same whatever their number.
   explicit RenderDrawGeom3DIndex(const RenderDrawGeom3D& geometry, int threads = 0);
   RenderDrawGeom3DIndex(const RenderDrawGeom3DIndex&) = default;
   RenderDrawGeom3DIndex& operator=(const RenderDrawGeom3DIndex&) = default;
