@@ -9,6 +9,7 @@
 
 #include "datacarrier/internal/trianglemath.h"
 #include "datacarrier/postdataobject.h"
+#include "models3d.h"
 #include "qvutil/nkmath.h"
 #define QVTEST_REFUSE_HUGE_ALLOCATIONS
 #include "carrierstreamchecks.h"
@@ -157,78 +158,23 @@ TEST(Sheet3DStorage, DuplicateCopiesEverythingOnlyFromAValidSheet) {
 TEST(Sheet3DSerialization, WritesTheExactSequence) {
   Sheet3D s = makeSheet({{0, 0.5f, 1, 0, 0, 1}, {2, 0, 0, 0, 1, 0}, {0, 2, 0, 1, 0, 0}},
                         {{0, 1, 2}}, {0, 2, 0, 2, 0, 1}, false, false);
-  const std::vector<std::string> head{"unsigned 2",
-                                      "# version",
-                                      "# Bounding box",
-                                      "string RenderBoundingBox3D",
-                                      "unsigned 0",
-                                      "# version",
-                                      "float 0",
-                                      "# minimum x-coordinate",
-                                      "float 2",
-                                      "# maximum x-coordinate",
-                                      "float 0",
-                                      "# minimum y-coordinate",
-                                      "float 2",
-                                      "# maximum y-coordinate",
-                                      "float 0",
-                                      "# minimum z-coordinate",
-                                      "float 1",
-                                      "# maximum z-coordinate",
-                                      "# "};
-  qvtest::RecordingOStream invalid, os;
-  nkbase::Prop prop;
-  s.serializeRaw(invalid, prop);
-  std::vector<std::string> expected = head;
-  expected.insert(expected.end(), {"bool false", "# is valid"});
-  EXPECT_EQ(invalid.lines, expected);
-
+  const std::string head =
+      "unsigned 2|# version|# Bounding box|string RenderBoundingBox3D|unsigned 0|# version|"
+      "float 0|# minimum x-coordinate|float 2|# maximum x-coordinate|float 0|"
+      "# minimum y-coordinate|float 2|# maximum y-coordinate|float 0|# minimum z-coordinate|"
+      "float 1|# maximum z-coordinate|# |";
+  EXPECT_EQ(qvtest::writtenRaw(s), qvtest::seq(head + "bool false|# is valid"));
   s.setValid(true);
   s.setUp(4);
-  s.serializeRaw(os, prop);
-  expected = head;
-  expected.insert(expected.end(), {"bool true",
-                                   "# is valid",
-                                   "bool false",
-                                   "# is complete",
-                                   "int 3",
-                                   "# number of vertices",
-                                   "int 1",
-                                   "# number of triangles",
-                                   "# Vertex coordinates and normals",
-                                   "float 0",
-                                   "float 0.5",
-                                   "float 1",
-                                   "float 0",
-                                   "float 0",
-                                   "float 1",
-                                   "# ",
-                                   "float 2",
-                                   "float 0",
-                                   "float 0",
-                                   "float 0",
-                                   "float 1",
-                                   "float 0",
-                                   "# ",
-                                   "float 0",
-                                   "float 2",
-                                   "float 0",
-                                   "float 1",
-                                   "float 0",
-                                   "float 0",
-                                   "# ",
-                                   "# Triangles",
-                                   "int 0",
-                                   "int 1",
-                                   "int 2",
-                                   "# ",
-                                   "# Domain on up side",
-                                   "int 4",
-                                   "# ",
-                                   "# Domain on down side",
-                                   "int -1",
-                                   "# "});
-  EXPECT_EQ(os.lines, expected);
+  EXPECT_EQ(
+      qvtest::writtenRaw(s),
+      qvtest::seq(head + "bool true|# is valid|bool false|# is complete|int 3|"
+                         "# number of vertices|int 1|# number of triangles|"
+                         "# Vertex coordinates and normals|float 0|float 0.5|float 1|float 0|"
+                         "float 0|float 1|# |float 2|float 0|float 0|float 0|float 1|float 0|# |"
+                         "float 0|float 2|float 0|float 1|float 0|float 0|# |# Triangles|int 0|"
+                         "int 1|int 2|# |# Domain on up side|int 4|# |# Domain on down side|"
+                         "int -1|# "));
   // Every field comes back to the last bit through the binary and the text stream.
   s.setComplete(true);
   s.setVertex(1, 1e-30f, -0.0f, 1e30f, 0.1f, 0.2f, 0.3f);
@@ -611,34 +557,6 @@ bool plainLoop(const Sheet3D& s, Test test) {
   return false;
 }
 
-// A wavy grid of 2 x 30 x 30 triangles of the given scale about shift. Variant 1 has a NaN
-// corner, variant 2 an infinite one, variant 3 a stored box that understates the vertices.
-Sheet3D wavyGrid(double scale, double shift, int variant) {
-  constexpr int kGrid = 31;
-  std::vector<V> vertices;
-  std::vector<Tri> triangles;
-  for (int i = 0; i < kGrid; ++i) {
-    for (int j = 0; j < kGrid; ++j) {
-      const double z = shift + 0.3 * scale * std::sin(0.7 * i + 1.3 * j);
-      vertices.push_back({float(shift + scale * i), float(shift + scale * j), float(z),
-                          float(std::sin(i)), float(std::cos(j)), 1.f});
-    }
-  }
-  if (variant == 1) vertices[100].y = std::nanf("");
-  if (variant == 2) vertices[200].z = HUGE_VALF;
-  for (int i = 0; i + 1 < kGrid; ++i) {
-    for (int j = 0; j + 1 < kGrid; ++j) {
-      const int a = i * kGrid + j;
-      triangles.push_back({a, a + kGrid, a + kGrid + 1});
-      triangles.push_back({a, a + kGrid + 1, a + 1});
-    }
-  }
-  const float lo = float(shift - scale), hi = float(shift + scale * (kGrid + 1));
-  const BoundingBox3D box = variant == 3 ? BoundingBox3D(0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f)
-                                         : BoundingBox3D(lo, hi, lo, hi, lo, hi);
-  return makeSheet(vertices, triangles, box);
-}
-
 }  // namespace
 
 TEST(Sheet3DScans, SkippingNeverChangesAnAnswer) {
@@ -653,7 +571,12 @@ TEST(Sheet3DScans, SkippingNeverChangesAnAnswer) {
   for (double scale : {1e-6, 1e-2, 1.0, 3e3, 1e7}) {
     for (int variant = 0; variant < 4; ++variant) {
       const double shift = (variant % 2 ? 1e3 : 0.1) * scale * unit(rng);
-      const Sheet3D s = wavyGrid(scale, shift, variant);
+      // Variant 1 has a NaN corner, variant 2 an infinite one, variant 3 a stored box that
+      // understates the vertices.
+      Sheet3D s = qvtest::wavyGrid(31, scale, shift);
+      if (variant == 1) qvtest::setCoord(s, 100, 1, std::nanf(""));
+      if (variant == 2) qvtest::setCoord(s, 200, 2, HUGE_VALF);
+      if (variant == 3) s.setBoundingBox3D(BoundingBox3D(0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f));
       const V* vs = s.getVertexArray();
       for (int q = 0; q < 150; ++q) {
         const V& v = vs[rng() % 961];
