@@ -275,15 +275,18 @@ TEST(RenderDrawGeom3DRender, SizesAndMergedOneBasedArrays) {
   // Positions: points 0-1, curve 0 at 2-4, curve 1 takes 5, curve 2 takes 6, curve 3 at 7-8,
   // sheet 0 at 9-11, sheet 1 skipped, sheet 2 at 12-15; merged in order of first appearance.
   using F = std::vector<float>;
-  ASSERT_EQ(coords.size(), 3u);
-  EXPECT_EQ(coords[0], (F{0, 1, 1, 1, 2, 2, 3, 4, 4, 3}));
-  EXPECT_EQ(coords[1], (F{0, 0, 1, 1, 0, 1, 0, 0, 1, 1}));
-  EXPECT_EQ(coords[2], (F{0, 0, 0, 1, 0, 0, 0, 0, 0, 0}));
-  ASSERT_EQ(el.size(), 9u);
-  const std::vector<Ints> want{{0, 1},    {1, 2},    {1, 2, 4}, {2, 3, 5}, {1, 1, 4},
-                               {2, 6, 6}, {5, 7, 8}, {4, 8, 9}, {1, 3, 3}};
-  for (int k = 0; k < 9; ++k)
-    EXPECT_EQ(el[k], want[k]) << "elements[" << k << "]";
+  EXPECT_EQ(coords, (std::vector<F>{{0, 1, 1, 1, 2, 2, 3, 4, 4, 3},
+                                    {0, 0, 1, 1, 0, 1, 0, 0, 1, 1},
+                                    {0, 0, 0, 1, 0, 0, 0, 0, 0, 0}}));
+  EXPECT_EQ(el, (std::vector<Ints>{{0, 1},
+                                   {1, 2},
+                                   {1, 2, 4},
+                                   {2, 3, 5},
+                                   {1, 1, 4},
+                                   {2, 6, 6},
+                                   {5, 7, 8},
+                                   {4, 8, 9},
+                                   {1, 3, 3}}));
 
   // A triangle corner that its sheet does not have takes position 0.
   RenderDraw3D bad;
@@ -293,10 +296,8 @@ TEST(RenderDrawGeom3DRender, SizesAndMergedOneBasedArrays) {
   bad.sheet(0).setTriangle(1, 2, 5, -1);
   bad.getMLRenderData(coords, el);
   EXPECT_EQ(coords[0], (F{7, 1, 0, 0}));
-  EXPECT_EQ(el[5], (Ints{1, 3}));
-  EXPECT_EQ(el[6], (Ints{2, 0}));
-  EXPECT_EQ(el[7], (Ints{3, 0}));
-  EXPECT_EQ(el[8], (Ints{1, 1}));
+  EXPECT_EQ(std::vector<Ints>(el.begin() + 5, el.end()),
+            (std::vector<Ints>{{1, 3}, {2, 0}, {3, 0}, {1, 1}}));
 
   // A negative estimate still merges: the cube's 56 positions are its 8 corners.
   qvtest::unitCube(-1).getMLRenderData(coords, el);
