@@ -229,11 +229,13 @@ TEST(Curve3DPlaneCut, ToleranceFollowsTheLargestExtentStrictly) {
     ASSERT_EQ(out.getGroups(), 1);
     EXPECT_EQ(out.getElementIndices(0, 0).size(), c.lies ? 1u : 0u);
     // The vertices are reported as they are, not projected onto the plane.
-    if (c.lies) EXPECT_EQ(out.getVertices(0, PostDataObject::DIR_Z)[1], c.curve.getVertex(1).z);
+    if (c.lies) {
+      EXPECT_EQ(out.getVertices(0, PostDataObject::DIR_Z)[1], c.curve.getVertex(1).z);
+    }
   }
 }
 
-TEST(Curve3DSerialization, WritesTheExactSequenceAndRoundTrips) {
+TEST(Curve3DSerialization, WritesTheExactSequence) {
   Curve3D c = makeCurve({{0, 0.5f, 1}, {3, 2, -1}}, {0, 3, 0.5f, 2, -1, 1}, false);
   qvtest::RecordingOStream invalid, os;
   nkbase::Prop prop;
@@ -250,9 +252,6 @@ TEST(Curve3DSerialization, WritesTheExactSequenceAndRoundTrips) {
             qvtest::seq(head + "bool true|# is valid|int 2|# number of vertices|"
                                "# Vertex coordinates|float 0|float 0.5|float 1|# |float 3|"
                                "float 2|float -1|# "));
-  c = makeCurve({{0.1f, -2, 1e-30f}, {1e30f, 7, -0.0f}}, {-1, 2, -3, 4, -5, 6});
-  for (const Curve3D& r : qvtest::streamCopies(c))
-    EXPECT_EQ(qvtest::binaryOf(r), qvtest::binaryOf(c));
 }
 
 TEST(Curve3DSerialization, ReadsVersionZeroAndKeepsTheCurveOnAnInvalidStream) {
