@@ -16,10 +16,7 @@
 #include "models3d.h"
 #include "recordingstream.h"
 
-using nkdatacarrier::IDataCarrier;
-using nkdatacarrier::RenderDraw3D;
-using nkdatacarrier::RenderDrawGeom;
-using nkdatacarrier::RenderDrawGeom3D;
+using namespace nkdatacarrier;
 using qvtest::codeOf;
 using qvtest::raiseSite;
 

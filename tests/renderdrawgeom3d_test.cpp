@@ -19,13 +19,7 @@
 #include "models3d.h"
 #include "recordingstream.h"
 
-using nkdatacarrier::Adjacent;
-using nkdatacarrier::BoundingBox3D;
-using nkdatacarrier::PostDataObject;
-using nkdatacarrier::RenderDraw3D;
-using nkdatacarrier::RenderDrawGeom;
-using nkdatacarrier::RenderDrawGeom3D;
-using nkdatacarrier::Sheet3D;
+using namespace nkdatacarrier;
 using qvtest::codeOf;
 using qvtest::raiseSite;
 
