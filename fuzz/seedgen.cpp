@@ -147,6 +147,16 @@ void saveOddOnes() {
   adj.setAdjacent(0, {{1, 1}, {2, -1}});
   adj.setAdjacent(2, {0, 1});
   save(adj, "pairs");
+  // A 3D geometry map renumbering every kind of entity, each map with its own values and count
+  // (the demo has no 3D map): a reader that fills one map from another's values shows here.
+  RenderGeom3D block(12);
+  block.allocate(2, 3, 4, 5);
+  block.point(1).setVertex(1.0f, 2.0f, 3.0f);
+  block.initPointMap(6) = {5, 4, 3, 2, 1};
+  block.initEdgeMap(2) = {0, 1, 1, 0};
+  block.initFaceMap(4) = {3, 2, 1};
+  block.initDomainMap(1) = {0, 0};
+  save(block, "renumbered", true);
 }
 
 }  // namespace

@@ -96,6 +96,38 @@ inline std::vector<Sheet3D> boxFaces(P3 lo, P3 hi, int solid, bool inward = fals
   return out;
 }
 
+// A wavy grid of n x n vertices and 2 (n - 1)^2 triangles, spaced `scale` apart from (shift,
+// shift), at heights shift + lift + 0.3 scale sin(0.7 i + 1.3 j), with tilted normals; valid and
+// complete, its box one spacing wider than the vertices.
+inline Sheet3D wavyGrid(int n, double scale, double shift, double lift = 0.0) {
+  Sheet3D s;
+  s.allocate(n * n, 2 * (n - 1) * (n - 1));
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j)
+      s.setVertex(i * n + j, float(shift + scale * i), float(shift + scale * j),
+                  float(shift + lift + 0.3 * scale * std::sin(0.7 * i + 1.3 * j)),
+                  float(std::sin(i)), float(std::cos(j)), 1.f);
+  for (int i = 0, t = 0; i + 1 < n; ++i) {
+    for (int j = 0; j + 1 < n; ++j, t += 2) {
+      const int a = i * n + j;
+      s.setTriangle(t, a, a + n, a + n + 1);
+      s.setTriangle(t + 1, a, a + n + 1, a + 1);
+    }
+  }
+  const float lo = float(shift - scale), hi = float(shift + scale * (n + 1));
+  s.setBoundingBox3D(BoundingBox3D(lo, hi, lo, hi, lo, hi));
+  s.setValid(true);
+  s.setComplete(true);
+  return s;
+}
+
+// Sets coordinate `axis` of vertex i (a NaN or infinite corner for the scans' tests).
+inline void setCoord(Sheet3D& s, int i, int axis, float value) {
+  Sheet3D::Vertex v = s.getVertex(i);
+  (axis == 0 ? v.x : axis == 1 ? v.y : v.z) = value;
+  s.setVertex(i, v.x, v.y, v.z, v.nx, v.ny, v.nz);
+}
+
 inline Curve3D makeCurve(const std::vector<P3>& ps, bool valid = true) {
   Curve3D c;
   c.reserve(int(ps.size()));

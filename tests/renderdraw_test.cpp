@@ -14,12 +14,7 @@
 // clang-format on
 #include "recordingstream.h"
 
-using nkdatacarrier::IDataCarrier;
-using nkdatacarrier::RenderDraw1D;
-using nkdatacarrier::RenderDraw2D;
-using nkdatacarrier::RenderDrawGeom;
-using nkdatacarrier::RenderDrawGeom1D;
-using nkdatacarrier::RenderDrawGeom2D;
+using namespace nkdatacarrier;
 using qvtest::codeOf;
 using qvtest::ForgedIStream;
 

@@ -10,11 +10,7 @@
 #include "datacarrier/renderdraw1d.h"
 #include "recordingstream.h"
 
-using nkdatacarrier::BoundingBox1D;
-using nkdatacarrier::Curve1D;
-using nkdatacarrier::RenderDraw1D;
-using nkdatacarrier::RenderDrawGeom;
-using nkdatacarrier::RenderDrawGeom1D;
+using namespace nkdatacarrier;
 
 namespace {
 

@@ -11,12 +11,7 @@
 #include "datacarrier/renderdraw2d.h"
 #include "recordingstream.h"
 
-using nkdatacarrier::Adjacent;
-using nkdatacarrier::BoundingBox2D;
-using nkdatacarrier::Curve2D;
-using nkdatacarrier::Face2D;
-using nkdatacarrier::RenderDraw2D;
-using nkdatacarrier::RenderDrawGeom2D;
+using namespace nkdatacarrier;
 using qvtest::codeOf;
 
 namespace {

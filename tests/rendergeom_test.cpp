@@ -1,6 +1,7 @@
 // The geometry maps: the rule by which an init operation sizes a map and fills the identity, the
 // 1D maps that are always the identity and never written, the exact map sequence, both stream
-// versions of the 2D map, the refused versions with their lines, and corrupt map sizes.
+// versions of the 2D map, the refused versions with their lines, and corrupt map sizes. Reading
+// the maps back is checked by the corpus replay, whose 2D and 3D seeds carry renumbering maps.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -123,8 +124,6 @@ TEST(RenderGeomSerialization, MapsAfterTheAttributeBlock) {
       "# Number edges|unsigned 2|int 0|int 0|# Render2GeomDomain|int 1|"
       "# Number domains");
   EXPECT_EQ(Lines(lines.end() - 22, lines.end()), maps);
-  for (const RenderGeom2D& r : qvtest::streamCopies(g))
-    EXPECT_EQ(raw(r), lines);
   qvtest::expectEveryTruncationRaisesEndOfFile(g);
 }
 
@@ -201,8 +200,6 @@ TEST(RenderGeom3DMaps, InitRuleOnEveryKindAndTheMapSequence) {
       "# Number faces|unsigned 2|int 0|int 0|# Render2GeomDomain|int 1|"
       "# Number domains");
   EXPECT_EQ(Lines(lines.end() - maps.size(), lines.end()), maps);
-  for (const RenderGeom3D& r : qvtest::streamCopies(m))
-    EXPECT_EQ(raw(r), lines);
   qvtest::expectEveryTruncationRaisesEndOfFile(m);
   EXPECT_EQ(raw(*m.clone()), lines);
 }
