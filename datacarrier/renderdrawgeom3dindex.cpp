@@ -455,6 +455,13 @@ struct Collapser {
     return dx * dy + dy * dz + dz * dx;
   }
 
+  // One past the last node of binary node n's subtree, which ends with its rightmost leaf.
+  int subtreeEnd(int n) const {
+    while (in[n].count == 0)
+      n = in[n].first;
+    return n + 1;
+  }
+
   // The four-wide node over the children of binary node n; a leaf n becomes the only child.
   int collapse(int n) {
     const bool parallel = threads > 1 && n == 0 && in.size() >= std::size_t(kThreadTriangles) / 2;
@@ -507,6 +514,9 @@ struct Collapser {
       forEachTask(tasks, [&](int t) {
         for (int k = t; k < used; k += tasks) {
           if (in[slots[k]].count != 0) continue;
+          // A four-wide node takes at least one binary inner node, which are about half of
+          // the subtree: room enough that the list never moves.
+          below[k].reserve(std::size_t(subtreeEnd(slots[k]) - slots[k]) / 2 + 1);
           Collapser part{in, below[k], 0.0, 1};
           part.collapse(slots[k]);
           reaches[k] = part.reach;
@@ -528,6 +538,19 @@ struct Collapser {
     return index;
   }
 };
+
+// The binary exponent of a positive normal double, and 2^e for e within the normal range.
+int exponentOf(double x) {
+  std::uint64_t bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  return static_cast<int>((bits >> 52) & 0x7ff) - 1023;
+}
+double powerOfTwo(int e) {
+  const std::uint64_t bits = std::uint64_t(1023 + e) << 52;
+  double x;
+  std::memcpy(&x, &bits, sizeof x);
+  return x;
+}
 
 // The node of the walked tree for a collapsed one; reach grows to the largest magnitude of a
 // decoded bound.
@@ -551,14 +574,19 @@ Node4 quantize(const WideNode& w, double& reach) {
     if (!(lo <= hi)) lo = hi = 0.0f;  // no child
     n.origin[a] = lo;
     // The smallest step (a power of two, at least 2^-126) whose 255th grid line, as decoded,
-    // reaches the top.
+    // reaches the top. The extent over 255 is a positive normal double (the floats' smallest
+    // difference over 255 is far above the doubles' smallest normal), whose exponent field
+    // gives its binary exponent.
     int e = -126;
     const double extent = double(hi) - double(lo);
-    if (extent > 0.0) e = std::max(e, std::ilogb(extent / 255.0));
+    if (extent > 0.0) e = std::max(e, exponentOf(extent / 255.0));
     n.exponent[a] = static_cast<std::int8_t>(e);
     while (n.origin[a] + 255.0f * n.scale(a) < hi)
       n.exponent[a] = static_cast<std::int8_t>(++e);
-    const double perStep = std::ldexp(1.0, -e);  // a power of two: multiplying by it is exact
+    // Decoding as Node4::lo and hi do, with the step taken once.
+    const float step = n.scale(a);
+    auto decode = [&](int q) { return n.origin[a] + float(q) * step; };
+    const double perStep = powerOfTwo(-e);  // multiplying by it is exact
     for (int k = 0; k < 4; ++k) {
       if (w.count[k] < 0) {
         n.q[a][k] = 255;
@@ -572,14 +600,14 @@ Node4 quantize(const WideNode& w, double& reach) {
       int ql = static_cast<int>(l);
       int qh = static_cast<int>(h);
       if (double(qh) < h) ++qh;
+      while (ql > 0 && decode(ql) > w.lo[a][k])
+        --ql;
+      while (qh < 255 && decode(qh) < w.hi[a][k])
+        ++qh;
       n.q[a][k] = static_cast<std::uint8_t>(ql);
-      while (ql > 0 && n.lo(a, k) > w.lo[a][k])
-        n.q[a][k] = static_cast<std::uint8_t>(--ql);
       n.q[3 + a][k] = static_cast<std::uint8_t>(qh);
-      while (qh < 255 && n.hi(a, k) < w.hi[a][k])
-        n.q[3 + a][k] = static_cast<std::uint8_t>(++qh);
       reach =
-          std::max(reach, std::max(std::fabs(double(n.lo(a, k))), std::fabs(double(n.hi(a, k)))));
+          std::max(reach, std::max(std::fabs(double(decode(ql))), std::fabs(double(decode(qh)))));
     }
   }
   return n;
