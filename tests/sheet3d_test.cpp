@@ -680,8 +680,10 @@ TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
           i % 4 == 2 ? scale * (1.0 + std::ldexp(unit(rng), -int(rng() % 24))) : unit(rng) * scale;
       return V{float(d * std::cos(a)), float(d * std::sin(a)), float(z), 0, 0, 1};
     };
-    // The line x = y = 0 passes beside the edge a-b by about gap times its length.
-    const double gap = std::ldexp(unit(rng), -int(rng() % 30)) * 1e-5 + (i % 3 ? 1e-5 : 0.0);
+    // The line x = y = 0 passes beside the edge a-b by about gap times the scale. Corner c lies
+    // three times the scale away, so the tolerance band outside the edge (1e-5 of that height)
+    // is wider than the rounding slack of the quick rejection (relative to the coordinates).
+    const double gap = std::ldexp(unit(rng), -int(rng() % 30)) * 3e-5 + (i % 3 ? 3e-5 : 0.0);
     const double turn = centre + unit(rng) * spread, tilt = 0.3 * unit(rng);
     auto rotated = [&](double x, double y, double z) {
       const double xr = x * std::cos(turn) - y * std::sin(turn);
@@ -695,7 +697,7 @@ TEST(Sheet3DScans, OneTriangleAtTheEdgeOfTheBandAmongFarOnes) {
     } else {
       vertices = {rotated(-gap * scale, -scale, scale * unit(rng)),
                   rotated(-gap * scale, scale, scale * unit(rng)),
-                  rotated(-scale, scale * unit(rng), scale * unit(rng))};
+                  rotated(-3 * scale, scale * unit(rng), scale * unit(rng))};
     }
     std::vector<Tri> triangles(63, Tri{3, 4, 5});
     triangles.push_back({0, 1, 2});
