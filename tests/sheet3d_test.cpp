@@ -411,6 +411,10 @@ TEST(Sheet3DCylinder, TrianglesAreClippedToTheSlabThenMeasuredOrPierced) {
   EXPECT_TRUE(s.intersectsCylinder({0.75, 0.5, -1}, {0, 0, 7}, 0.01, 2.0, 0.0));
   EXPECT_TRUE(s.intersectsCylinder({0.5, 1.5, 0}, {1, 0, 0}, 0.5, 2.0, -2.0));  // touches y = 1
   EXPECT_FALSE(s.intersectsCylinder({0.5, 1.5, 0}, {1, 0, 0}, 0.49, 2.0, -2.0));
+  // Only r * r enters the test: a negative radius measures as its magnitude, also where every
+  // projected point lies on one side of the axis.
+  EXPECT_TRUE(meets({0.5f, -1, 0.5f}, {2, -1, 0.5f}, {0.5f, 1, 0.5f}, -1.0, 1.0, 0.0));
+  EXPECT_TRUE(s.intersectsCylinder({0.5, 1.5, 0}, {1, 0, 0}, -0.5, 2.0, -2.0));
   EXPECT_FALSE(s.intersectsCylinder({0.75, 0.5, -1}, {0, 0, 1}, 0.01, 0.5, 0.0));
   EXPECT_FALSE(makeSheet(kSquare, kSquareTris, kSquareBox, false)
                    .intersectsCylinder({0.5, 0.5, -1}, {0, 0, 1}, 9, 9, -9));
