@@ -148,6 +148,7 @@ bool Sheet3D::intersectsBox(const std::vector<double>& box) const {
 bool Sheet3D::boxTriangleIntersect(const std::vector<double>& box, const Vertex& a, const Vertex& b,
                                    const Vertex& c) const {
   assert(box.size() >= 6);
+  if (!valid_) return false;  // like every member test of the sheet
   return trianglemath::boxMeetsTriangle(segmentmath::CenteredBox<3>(box.data()), a, b, c);
 }
 

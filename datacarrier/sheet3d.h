@@ -116,6 +116,7 @@ class QVDATACARRIER_EXPORT Sheet3D : public nkbase::Serializable {
   bool intersectsBox(const std::vector<double>& box) const;
   // Separating-axis test of the triangle a, b, c against the box: the three box axes, the
   // triangle's normal, the nine edge-axis cross products; strict rejections, so touching counts.
+  // False for an invalid sheet, as every member test.
   bool boxTriangleIntersect(const std::vector<double>& box, const Vertex& a, const Vertex& b,
                             const Vertex& c) const;
   // Every vertex inside the closed cylinder; a valid sheet without vertices is inside.

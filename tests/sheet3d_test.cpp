@@ -341,8 +341,11 @@ TEST(Sheet3DBox, InsideIsInclusiveAndIntersectsFindsAnyTriangle) {
 }
 
 TEST(Sheet3DBox, TriangleTestUsesAllThirteenAxesStrictly) {
-  const Sheet3D s;
+  // The test is the sheet's own: a valid one, even without vertices, runs it; an invalid one
+  // answers false.
+  const Sheet3D s = makeSheet({}, {}, kWide);
   const std::vector<double> unit{0, 1, 0, 1, 0, 1};
+  EXPECT_FALSE(Sheet3D().boxTriangleIntersect(unit, {0.2f, 0.2f, 0.2f}, {2, 0, 0}, {0, 2, 0}));
   // Touching in a single corner overlaps; just past it on x does not.
   EXPECT_TRUE(s.boxTriangleIntersect(unit, {1, 1, 1}, {3, 2, 2}, {2, 3, 2}));
   EXPECT_FALSE(s.boxTriangleIntersect(unit, {1.001f, 1, 1}, {3, 2, 2}, {2, 3, 2}));
