@@ -1,5 +1,8 @@
 #include "datacarrier/rendermeshcollection.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include "datacarrier/internal/serialio.h"
 
 namespace nkdatacarrier {
@@ -55,8 +58,14 @@ void RenderMeshCollection::deserializeRaw(ISerialStream& is) {
   is >> sdim_ >> count;
   pieces_.clear();
   if (count < 1) return;
-  DC_CHECK_COUNT(is, count, kMinPieceBytes);
-  pieces_.reserve(serialio::initialCapacity(is, count));
+  // The count is not refused up front: the pieces are read one by one, so that those before an
+  // unreadable one (an unknown identifier, the end of the stream) stay in the list. The room
+  // reserved is only what the stream can hold, or a bounded start for one of unknown length.
+  const std::size_t left = is.available();
+  const int fits = left == SIZE_MAX
+                       ? count
+                       : static_cast<int>(std::min<std::size_t>(count, left / kMinPieceBytes));
+  pieces_.reserve(serialio::initialCapacity(is, fits));
   for (int i = 0; i < count; ++i)
     pieces_.push_back(RenderMesh::deserializePolymorphic(is));
 }
