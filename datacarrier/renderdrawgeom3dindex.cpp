@@ -24,13 +24,14 @@
 // The tree is a flat bounding-volume hierarchy over the triangles of all valid sheets, built
 // top down by the surface-area cost (binned, on a sample for large ranges) and then collapsed
 // to four children per node, each node one cache line with its children's boxes on a grid
-// rounded outwards; the triangles' corner positions are copied per leaf of four. Each
-// triangle's box is computed from its widened vertices and grown conservatively: by 1e-3 of its
-// largest extent, far more than the line test's tolerance band of 1e-5 of the edges plus the
-// rounding of the hit parameters, and by 1e-6 of its largest coordinate for the rounding of points
-// computed on it. Triangles whose boxes cannot be trusted (a coordinate not finite, a grown box
-// beyond the float range, or a shape so thin that rounding may let the line test report a hit
-// far from the triangle) are kept aside and tested on every query.
+// rounded outwards; the triangles' corner positions are copied per leaf of four. A large model
+// is built on several threads, each stage split so that the result is what one thread would
+// build. Each triangle's box is computed from its widened vertices and grown conservatively: by
+// 1e-3 of its largest extent, far more than the line test's tolerance band of 1e-5 of the edges
+// plus the rounding of the hit parameters, and by 1e-6 of its largest coordinate for the rounding
+// of points computed on it. Triangles whose boxes cannot be trusted (a coordinate not finite, a
+// grown box beyond the float range, or a shape so thin that rounding may let the line test report a
+// hit far from the triangle) are kept aside and tested on every query.
 //
 // The index only decides which triangles to test; each test is the geometry's own arithmetic,
 // and the order of the plain queries (sheet order, then triangle order) is restored by keys.
