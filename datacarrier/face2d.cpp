@@ -224,8 +224,11 @@ void Face2D::deserializeRaw(ISerialStream& is) {
   if (!valid) return;
   if (version == 2) {
     // The closed outlines stored ahead of the triangulation are read and dropped. Each takes
-    // at least its version and its count.
-    const int paths = DC_READ_COUNT(is, 2 * sizeof(int));
+    // at least its version and its count. No array is sized by their number, so a count below
+    // zero reads none.
+    int paths = 0;
+    is >> paths;
+    if (paths > 0) DC_CHECK_COUNT(is, paths, 2 * sizeof(int));
     for (int i = 0; i < paths; ++i) {
       ClosedPath2D outline;
       outline.deserialize(is);

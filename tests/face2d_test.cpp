@@ -146,6 +146,13 @@ TEST(Face2DSerialization, VersionTwoSkipsTheClosedPaths) {
   EXPECT_EQ(s.consumed(), s.size());
   EXPECT_EQ(qvtest::binaryOf(f),
             qvtest::binaryOf(makeFace(kHalf, {0, 1, 2}, {5.0f, 6.0f, 7.0f, 8.0f})));
+  // A path count below zero announces no path: the triangulation follows at once.
+  ForgedIStream negative(
+      withBox({2}, {true, -1, 3, 1, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f, 1.0f, 0, 1, 2}));
+  Face2D g;
+  g.deserializeRaw(negative);
+  EXPECT_EQ(negative.consumed(), negative.size());
+  EXPECT_EQ(qvtest::binaryOf(g), qvtest::binaryOf(f));
 }
 
 TEST(Face2DSerialization, VersionOneAndInvalidStreamsKeepTheGeometry) {
