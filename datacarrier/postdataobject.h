@@ -99,6 +99,9 @@ class QVDATACARRIER_EXPORT PostDataObject : public nkbase::InPlaceSerializable,
   // Type 31, every kind absent, object ID -1, no groups, empty bounds, no properties.
   PostDataObject();
   PostDataObject(Type type, const PostDataInfo& info, int objectID);
+  // The same with the type given as its number.
+  PostDataObject(int type, const PostDataInfo& info, int objectID)
+      : PostDataObject(static_cast<Type>(type), info, objectID) {}
   // Shallow: afterwards both objects share every array (and the bounds).
   PostDataObject& operator=(const PostDataObject& other);
   ~PostDataObject() override;
@@ -162,6 +165,17 @@ class QVDATACARRIER_EXPORT PostDataObject : public nkbase::InPlaceSerializable,
   // (no such group or position) reads as NaN.
   double getDataMax(PostDataInfo::DataType t) const;
   double getDataMin(PostDataInfo::DataType t) const;
+  // The accessors above with the kind or the direction given as its number.
+  const DoubleArray& getVertices(int g, int d) const { return getVertices(g, Direction(d)); }
+  const DoubleArray& getVerticesDeform(int g, int d) const {
+    return getVerticesDeform(g, Direction(d));
+  }
+  const DoubleArray& getBounds(int d) const { return getBounds(Direction(d)); }
+  const DoubleArray& getData(int g, int t) const { return getData(g, PostDataInfo::DataType(t)); }
+  double getDataMax(int g, int t) const { return getDataMax(g, PostDataInfo::DataType(t)); }
+  double getDataMin(int g, int t) const { return getDataMin(g, PostDataInfo::DataType(t)); }
+  double getDataMax(int t) const { return getDataMax(PostDataInfo::DataType(t)); }
+  double getDataMin(int t) const { return getDataMin(PostDataInfo::DataType(t)); }
   const FloatArrays& getNormals(int g) const { return *normals_[g]; }
   const IntArray& getNormalIndices(int g) const { return *normalIndices_[g]; }
   const IntArray& getVertexElems(int g) const { return *vertexElems_[g]; }

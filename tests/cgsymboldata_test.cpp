@@ -46,6 +46,9 @@ TEST(CgSymbolDataSerialization, WritesMapsInKeyOrderWithOnlyTheVersionLabel) {
             qvtest::seq("unsigned 1|# version|int 2|string a|int -1|string k|int 2|int 1|string s|"
                         "string x y|int 1|string d|double 0.5|int 2|string e|unsigned 0|string k|"
                         "unsigned 2|double 1.5|double -2"));
+  // Both stream forms read back every map, the empty vector included.
+  for (const CgSymbolData& copy : qvtest::streamCopies(sampleBag()))
+    EXPECT_EQ(qvtest::writtenRaw(copy), qvtest::writtenRaw(sampleBag()));
 }
 
 // The version is read and not checked; a bag read from a stream loses what it held before.

@@ -93,6 +93,7 @@ TEST(PostDataObjectBasics, AddingAndAssignmentShareCloneCopiesDeeply) {
   (*a->getDataPtr(0))[0][0] = -5;
   a->setProperty("ab", "changed");
   EXPECT_EQ(shared.getVertices(0, PostDataObject::DIR_X)[0], 9);
+  EXPECT_EQ(shared.getVertices(0, 0)[0], 9);
   EXPECT_EQ(shared.getData(0)[0][0], -5);
   EXPECT_EQ(&shared.getBounds(), &a->getBounds());
   EXPECT_EQ(shared.getProperty("ab"), "cde");  // the properties are copied either way
@@ -108,7 +109,7 @@ TEST(PostDataObjectBasics, ClearKeepsHeaderAndEmptiesTheSharedBounds) {
   plot->clear();
   EXPECT_EQ(&plot->getBounds(), bounds.get());
   // As new (the bounds emptied), with the plot's type 7, info and ID 42.
-  const PostDataObject fresh(static_cast<PostDataObject::Type>(7), makePlot()->info(), 42);
+  const PostDataObject fresh(7, makePlot()->info(), 42);
   EXPECT_EQ(recorded(*plot), recorded(fresh));
 }
 
@@ -128,6 +129,9 @@ TEST(PostDataObjectAccess, ExtremesOverGroupsStartFromGroupZero) {
   EXPECT_EQ(o.getDataMax(PostDataInfo::DT_VALUE), 7);
   EXPECT_EQ(o.getDataMin(PostDataInfo::DT_VALUE), -7);
   EXPECT_EQ(o.getDataMax(0, PostDataInfo::DT_VALUE), 5);
+  // Kinds given by number read the same entries.
+  EXPECT_EQ(o.getDataMax(0), 7);
+  EXPECT_EQ(o.getDataMin(1, 0), -7);
   EXPECT_TRUE(std::isnan(PostDataObject().getDataMax(PostDataInfo::DT_VALUE)));  // none held
 }
 
