@@ -19,7 +19,7 @@ nkboost::shared_ptr<RenderDrawGeom> RenderDraw3D::clone() const {
 // The class is asked by identifier, not by dynamic type, so that an object of a class derived
 // from this one with an identifier of its own is refused.
 nkboost::shared_ptr<RenderDraw3D> RenderDraw3D::shared_ptr_cast(
-    nkboost::shared_ptr<RenderDrawGeom3D>& geometry) {
+    const nkboost::shared_ptr<RenderDrawGeom3D>& geometry) {
   nkboost::shared_ptr<RenderDraw3D> drawing = nkboost::dynamic_pointer_cast<RenderDraw3D>(
       geometry && geometry->getClassID() == getStaticClassID() ? geometry : nullptr);
   if (!drawing) DC_RAISE_AT(30, errors::kInternalError, "RenderDraw3D object expected");

@@ -27,7 +27,7 @@ class QVDATACARRIER_EXPORT RenderDraw3D : public RenderDrawGeom3D {
   // "Internal_error" with the message "RenderDraw3D object expected" when the object's class
   // identifier is not "RenderDraw3D" (or geometry is empty); geometry is left as it was.
   static nkboost::shared_ptr<RenderDraw3D> shared_ptr_cast(
-      nkboost::shared_ptr<RenderDrawGeom3D>& geometry);
+      const nkboost::shared_ptr<RenderDrawGeom3D>& geometry);
 
   // The version, then the 3D attribute block.
   void serializeRaw(OSerialStream& os, nkbase::Prop& prop) const override;

@@ -11,7 +11,7 @@ DC_DEFINE_CLASS_IDENTITY(RenderGeom3D, "RenderGeom3D")
 // The class is asked by identifier, not by dynamic type, so that an object of a class derived
 // from this one with an identifier of its own is refused.
 nkboost::shared_ptr<RenderGeom3D> RenderGeom3D::shared_ptr_cast(
-    nkboost::shared_ptr<RenderDrawGeom3D>& geometry) {
+    const nkboost::shared_ptr<RenderDrawGeom3D>& geometry) {
   nkboost::shared_ptr<RenderGeom3D> map = nkboost::dynamic_pointer_cast<RenderGeom3D>(
       geometry && geometry->getClassID() == getStaticClassID() ? geometry : nullptr);
   if (!map) DC_RAISE_AT(31, errors::kInternalError, "RenderGeom3D object expected");

@@ -51,7 +51,7 @@ class QVDATACARRIER_EXPORT RenderGeom3D : public RenderDrawGeom3D {
   // with the message "RenderGeom3D object expected" when the object's class identifier is not
   // "RenderGeom3D" (or geometry is empty); geometry is left as it was.
   static nkboost::shared_ptr<RenderGeom3D> shared_ptr_cast(
-      nkboost::shared_ptr<RenderDrawGeom3D>& geometry);
+      const nkboost::shared_ptr<RenderDrawGeom3D>& geometry);
 
   void serializeRaw(OSerialStream& os, nkbase::Prop& prop) const override;
   // Reads versions 0 and 1; a version-0 stream has no maps and leaves them as they were.

@@ -57,6 +57,8 @@ TEST(RenderDraw3DObject, IdentityCloneAndCheckedCast) {
   nkboost::shared_ptr<RenderDraw3D> cast = RenderDraw3D::shared_ptr_cast(copy3);
   EXPECT_EQ(cast.get(), copy3.get());
   EXPECT_EQ(copy3.use_count(), 3);  // copy, copy3 and cast share the object
+  // A pointer of the derived type converts on the way in.
+  EXPECT_TRUE(RenderDraw3D::shared_ptr_cast(nkboost::make_shared<RenderDraw3D>()));
   // An empty pointer and another 3D geometry are refused alike; the latter stays unshared.
   nkboost::shared_ptr<RenderDrawGeom3D> other = nkboost::make_shared<OtherGeom3D>();
   for (nkboost::shared_ptr<RenderDrawGeom3D> wrong :
