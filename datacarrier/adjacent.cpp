@@ -2,6 +2,8 @@
 
 #include "datacarrier/internal/serialio.h"
 
+#include <algorithm>
+
 namespace nkdatacarrier {
 
 DC_DEFINE_CLASS_IDENTITY(Adjacent, "RenderAdjacent")
@@ -54,7 +56,14 @@ int Adjacent::runStart(int source) const {
 }
 
 int Adjacent::getNumberOfAdjacents(int source) const {
-  return sources_.empty() ? 0 : sources_[source].second;
+  if (sources_.empty()) return 0;
+  const int count = sources_[source].second;
+  // The runs that setAdjacent forms always lie inside the array; one read from a corrupt stream
+  // may not, and is cut at the array's end (or to nothing without a start) so that a caller
+  // reading this many entries from getAdjacents stays inside it.
+  const int start = runStart(source);
+  if (start < 0 || static_cast<std::size_t>(start) > adjacents_.size()) return 0;
+  return static_cast<int>(std::min<std::size_t>(count < 0 ? 0 : count, adjacents_.size() - start));
 }
 
 const int* Adjacent::runIn(const std::vector<int>& array, int source) const {

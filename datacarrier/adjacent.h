@@ -51,7 +51,8 @@ class QVDATACARRIER_EXPORT Adjacent : public nkbase::Serializable {
   int getNumberOfFromIndices() const { return static_cast<int>(sources_.size()); }
   // The allocated length of the adjacent array, not the part filled so far.
   int getTotalNumberOfAdjacents() const { return static_cast<int>(adjacents_.size()); }
-  // 0 when there are no sources at all.
+  // 0 when there are no sources at all, else the count of `source`. A run read from a corrupt
+  // stream that reaches past the array counts only the entries inside it (none without a start).
   int getNumberOfAdjacents(int source) const;
   // The run of `source`, or null when there are no sources, the source has no run, or its
   // start (read from a corrupt stream) lies past the end of the array.

@@ -132,17 +132,23 @@ TEST(Adjacent, CorruptCountsRaiseInsteadOfAllocating) {
 }
 
 // A run read from a stream is not checked against the array: one that starts past its end hands
-// out no pointer (forming one would leave the array), one that starts inside it does.
-TEST(Adjacent, RunsStartingPastTheArrayHandOutNoPointer) {
-  qvtest::ForgedIStream in({1, 3, 2, 2, 1, 5, 1, 0, 1, 7, 0, 8, 1, 2});
+// out no pointer (forming one would leave the array), one that starts inside it does, and the
+// count handed out with a run never reaches past the array, so that reading
+// getNumberOfAdjacents(s) entries of getAdjacents(s) stays inside it.
+TEST(Adjacent, RunsReadPastTheArrayAreCutAtItsEnd) {
+  qvtest::ForgedIStream in({1, 4, 2, 2, 1, 5, 1, 1, 3, -1, 2, 7, 0, 8, 1, 2});
   Adjacent adj;
   adj.deserializeRaw(in);
   EXPECT_EQ(adj.getAdjacents(0), adj.getTotalAdjacents() + 2);  // at the end: an empty range
+  EXPECT_EQ(adj.getNumberOfAdjacents(0), 0);
   EXPECT_EQ(adj.getAdjacents(1), nullptr);
   EXPECT_EQ(adj.getAdjacentOrientations(1), nullptr);
+  EXPECT_EQ(adj.getNumberOfAdjacents(1), 0);
   EXPECT_EQ(adj.getStartIndexInTotalArray(1), 5);
-  EXPECT_EQ(adj.getAdjacents(2)[0], 7);
-  EXPECT_EQ(adj.getAdjacentOrientations(2)[0], 0);
+  EXPECT_EQ(adj.getAdjacents(2)[0], 8);  // three announced from position 1, one held
+  EXPECT_EQ(adj.getAdjacentOrientations(2)[0], 1);
+  EXPECT_EQ(adj.getNumberOfAdjacents(2), 1);
+  expectNoRun(adj, 3);  // no start, whatever count the stream held
 }
 
 }  // namespace
