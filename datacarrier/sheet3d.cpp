@@ -463,6 +463,19 @@ bool closest(const Sheet3D& sheet, const double* p, trianglemath::ClosestSearch&
   return false;
 }
 
+// Whether meets(corners) holds for some triangle with valid indices whose three corners share
+// no code bit (every triangle when there are no codes), in triangle order.
+template <class Meets>
+bool anyUncoded(const int* corners, int numTriangles, int n, const unsigned char* codes,
+                const Meets& meets) {
+  for (int t = 0; t < numTriangles; ++t, corners += 3) {
+    if (!indicesValid(corners, n)) continue;
+    if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
+    if (meets(corners)) return true;
+  }
+  return false;
+}
+
 bool meetsBox(const Sheet3D& sheet, const segmentmath::CenteredBox<3>& box, Scratch& scratch) {
   const int n = sheet.getNumberOfVertices();
   const Sheet3D::Vertex* v = sheet.getVertexArray();
@@ -479,14 +492,9 @@ bool meetsBox(const Sheet3D& sheet, const segmentmath::CenteredBox<3>& box, Scra
     vertexcodes::sideCodes(vertexcodes::SideLimits(box.centre, reach), v, n, out);
     codes = out;
   }
-  for (int t = 0; t < numTriangles; ++t, corners += 3) {
-    if (!indicesValid(corners, n)) continue;
-    if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
-    if (trianglemath::boxMeetsTriangle(box, v[corners[0]], v[corners[1]], v[corners[2]])) {
-      return true;
-    }
-  }
-  return false;
+  return anyUncoded(corners, numTriangles, n, codes, [&](const int* c) {
+    return trianglemath::boxMeetsTriangle(box, v[c[0]], v[c[1]], v[c[2]]);
+  });
 }
 
 bool meetsCylinder(const Sheet3D& sheet, const trianglemath::CylinderQuery& cylinder,
@@ -507,15 +515,9 @@ bool meetsCylinder(const Sheet3D& sheet, const trianglemath::CylinderQuery& cyli
     if (!(measured <= guess)) vertexcodes::cylinderCodes(sides, measured, v, n, out);
     codes = out;
   }
-  for (int t = 0; t < numTriangles; ++t, corners += 3) {
-    if (!indicesValid(corners, n)) continue;
-    if (codes && (codes[corners[0]] & codes[corners[1]] & codes[corners[2]]) != 0) continue;
-    if (trianglemath::cylinderMeetsTriangle(cylinder, v[corners[0]], v[corners[1]],
-                                            v[corners[2]])) {
-      return true;
-    }
-  }
-  return false;
+  return anyUncoded(corners, numTriangles, n, codes, [&](const int* c) {
+    return trianglemath::cylinderMeetsTriangle(cylinder, v[c[0]], v[c[1]], v[c[2]]);
+  });
 }
 
 }  // namespace sheetscan
